@@ -1,0 +1,20 @@
+# The OpenLDAP client library as the interface target kvr-openldap. Version 2.4 has its thread-safe
+# variant under a name of its own, libldap_r; since 2.5 libldap is the thread-safe library.
+
+find_path(LDAP_INCLUDE_DIR ldap.h REQUIRED)
+find_path(SASL_INCLUDE_DIR sasl/sasl.h REQUIRED)
+
+file(STRINGS ${LDAP_INCLUDE_DIR}/ldap_features.h ldap_version_line REGEX "define LDAP_VENDOR_VERSION[ \t]")
+string(REGEX MATCH "[0-9]+" KVR_OPENLDAP_VERSION "${ldap_version_line}")
+if(KVR_OPENLDAP_VERSION VERSION_LESS 20500)
+  set(ldap_library_name ldap_r)
+else()
+  set(ldap_library_name ldap)
+endif()
+find_library(LDAP_LIBRARY ${ldap_library_name} REQUIRED)
+find_library(LBER_LIBRARY lber REQUIRED)
+message(STATUS "OpenLDAP client library ${KVR_OPENLDAP_VERSION}: ${LDAP_LIBRARY}")
+
+add_library(kvr-openldap INTERFACE)
+target_include_directories(kvr-openldap SYSTEM INTERFACE ${LDAP_INCLUDE_DIR} ${SASL_INCLUDE_DIR})
+target_link_libraries(kvr-openldap INTERFACE ${LDAP_LIBRARY} ${LBER_LIBRARY})

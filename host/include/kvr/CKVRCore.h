@@ -1,0 +1,75 @@
+#pragma once
+
+#include <kvr/IKVRCore.h>
+
+#include <map>
+#include <mutex>
+
+namespace KVR
+{
+
+/** Names that a host knows itself by. */
+struct KVRHostIdentity
+{
+    std::string domainName; /**< DNS name of the domain that the installation serves */
+    std::string serverHost; /**< host of the domain's server */
+    std::string hostName;   /**< this computer */
+
+    /** This computer's name, its domain part, and "localhost" as server. */
+    KVR_API static KVRHostIdentity OfThisComputer();
+};
+
+/**
+ * The host object of a process: parameter store and registry of interfaces.
+ *
+ * Every operation may be called from any thread. Destroy all modules (CKVRModule) and everything
+ * they handed out before the core.
+ */
+class KVR_API CKVRCore final : public IKVRCore
+{
+public:
+    explicit CKVRCore(KVRHostIdentity identity = KVRHostIdentity::OfThisComputer());
+    ~CKVRCore();
+
+    CKVRCore(const CKVRCore&) = delete;
+    CKVRCore& operator=(const CKVRCore&) = delete;
+
+    /** Sets a parameter; it wins over LoadParameters and DefineParameter, whenever they come. */
+    void SetParameter(const std::string& name, const std::string& value);
+
+    /**
+     * Reads parameters from a file of "NAME = value" lines; blank lines and lines that begin with
+     * '#' are left out, white space around name and value does not count, the last of equal names
+     * wins. Nothing is taken from a file that has a bad line.
+     * @throws EKVRError naming file and line when the file can't be read or a line has no "="
+     *         or no name
+     */
+    void LoadParameters(const std::string& path);
+
+    /** The registered interface, or null. */
+    std::shared_ptr<CKVRInterface> FindInterface(const std::string& name) const;
+
+    const std::string& GetDomainName() override;
+    const std::string& GetServerHost() override;
+    const std::string& GetHostName() override;
+    void RegisterInterface(std::shared_ptr<CKVRInterface> object) override;
+    void UnregisterInterface(const std::string& name) override;
+    std::string GetBindDefaults() override;
+    std::string GetParameter(const std::string& name) override;
+    bool HasParameter(const std::string& name) override;
+    void DefineParameter(const std::string& name, const std::string& defaultValue) override;
+    bool MatchRegex(const std::string& pattern, const std::string& text, std::list<std::string>* groups,
+                    int flags) override;
+
+private:
+    using Parameters = std::map<std::string, std::string>;
+
+    KVRHostIdentity identity_;
+    mutable std::mutex mutex_;
+    Parameters overrides_;
+    Parameters fromFile_;
+    Parameters defaults_;
+    std::map<std::string, std::shared_ptr<CKVRInterface>> interfaces_;
+};
+
+} // namespace KVR

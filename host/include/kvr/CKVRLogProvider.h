@@ -1,0 +1,68 @@
+#pragma once
+
+#include <kvr/KVRExport.h>
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <string>
+
+namespace KVR
+{
+
+/** Importance of a log message; a lower value is more important. */
+enum KVRLogLevel : int
+{
+    kvrLOG_FAILURE = 0,
+    kvrLOG_WARNING = 1,
+    kvrLOG_NOTICE = 2,
+    kvrLOG_INFO = 3,
+    kvrLOG_TRACE = 4,
+    kvrLOG_DEBUG = 5
+};
+
+/**
+ * The process-wide log.
+ *
+ * A message is written when its level is not above the current level. It goes to standard error
+ * until SetFile or SetSink says otherwise. Every operation may be called from any thread; the sink
+ * is called by one thread at a time.
+ */
+class KVR_API CKVRLogProvider
+{
+public:
+    /** Receives one message, without a line end. It must not log itself. */
+    using Sink = std::function<void(KVRLogLevel level, const std::string& text)>;
+
+    static CKVRLogProvider& GetLogProvider();
+
+    /**
+     * Writes one message. The texts are written as they stand, a '%' in them is no format.
+     * @param count number of texts, `text` included; the others follow as `const char*` and are
+     *        appended to the first
+     */
+    void Put(KVRLogLevel messageLevel, unsigned long count, const char* text, ...);
+
+    /** Hands messages to `target`; an empty one restores standard error. */
+    void SetSink(Sink target);
+
+    /**
+     * Appends messages to the file, one a line.
+     * @throws EKVRError when the file can't be opened; the old target stays
+     */
+    void SetFile(const std::string& path);
+
+    /** Current level. Modules read it directly: it has the size of a 32-bit signed integer. */
+    std::atomic<std::int32_t> level{kvrLOG_WARNING};
+
+private:
+    CKVRLogProvider();
+
+    std::mutex mutex_;
+    Sink sink_;
+};
+
+static_assert(sizeof(std::atomic<std::int32_t>) == sizeof(std::int32_t), "modules read the level in place");
+
+} // namespace KVR

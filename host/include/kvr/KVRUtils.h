@@ -1,0 +1,65 @@
+#pragma once
+
+#include <kvr/KVRExport.h>
+
+#include <list>
+#include <string>
+
+/** The host's utility functions. Their signatures, by-value arguments included, are fixed. */
+namespace KVR
+{
+
+/** Copy of the text without white space (as isspace(3) in the "C" locale) at either end. */
+KVR_API std::string Trim(const std::string& text);
+
+/**
+ * Appends the pieces between the separators to the list; what the list held stays in front.
+ * Empty pieces are kept: n separators give n + 1 pieces, an empty text gives one empty piece.
+ */
+KVR_API void StrTolist(const std::string text, std::list<std::string>& pieces, char separator);
+
+/**
+ * DN of a DNS domain, one "dc" component a label: "example.com" gives "dc=example,dc=com".
+ * Empty labels are left out; characters that RFC 4514 reserves are escaped.
+ */
+KVR_API std::string DomainToDn(const std::string domain);
+
+/**
+ * Runs a command with "/bin/sh -c" and waits for it.
+ * @param quiet true discards what the command prints
+ * @return its exit status, 128 + N when signal N ended it, 127 when it could not be run
+ */
+KVR_API int ExecCommand(const std::string command, bool quiet);
+
+/** True when the path names an existing file that is no directory; links are followed. */
+KVR_API bool IsFileExist(const std::string path);
+
+/** True when the path exists, whatever it names; links are followed. */
+KVR_API bool IsPathExist(const std::string path);
+
+KVR_API bool IsMemberOfList(const std::list<std::string> members, const std::string text);
+
+/** The last component of the path, a pointer into it; "" when the path ends in a slash. */
+KVR_API const char* ExtractFileName(const char* path);
+
+/**
+ * Changes permission bits. With `recursive`, everything below a directory gets the same bits;
+ * symbolic links inside are neither changed nor followed.
+ * @return true when every change succeeded; the others are made all the same
+ */
+KVR_API bool Chmod(const std::string path, unsigned int mode, bool recursive);
+
+/**
+ * Changes owner and group, given by name or by number; an empty name leaves that one as it is.
+ * With `recursive`, everything below a directory follows; symbolic links inside are not followed.
+ * @return true when both names are known and every change succeeded
+ */
+KVR_API bool Chown(const std::string path, const std::string user, const std::string group, bool recursive);
+
+/** Character set that stands in when the locale names none, "UTF-8" until SetDefaultCodeset. */
+KVR_API std::string DefaultCodeset();
+
+/** @param codeset a name that iconv_open(3) knows; any thread may call it */
+KVR_API void SetDefaultCodeset(const std::string& codeset);
+
+} // namespace KVR

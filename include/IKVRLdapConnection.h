@@ -1,0 +1,197 @@
+#pragma once
+
+#include <KVRLdapTypes.h>
+
+#include <list>
+#include <map>
+#include <memory>
+#include <string>
+
+namespace KVR
+{
+
+class IKVRLdapEntity;
+class IKVRLdapQuery;
+
+/**
+ * One connection to an LDAP server.
+ *
+ * Life: a new connection has no session; Connect makes one and binds it, Disconnect ends it. A
+ * Connect that failed can leave a session that is not bound, so call Disconnect before the next
+ * Connect. The host object must outlive the connection, and the connection its queries and
+ * entities.
+ *
+ * Threads: a connection with its queries and entities is used by one thread at a time; different
+ * connections are independent.
+ *
+ * Errors: operations that need the server throw EKVRCheckError when there is no session,
+ * EKVROpenLdapError when the library or the server reports a failure; result codes 47 to 50
+ * are reported as missing access rights. Writing to a connection that the server has closed raises
+ * SIGPIPE, which ends the process unless the host ignores it.
+ *
+ * Text: values are in the locale's character set and converted to and from UTF-8; DNs, filters
+ * and attribute names are passed on as they are, in UTF-8.
+ *
+ * Operations call one another through the virtual table, whose order is fixed.
+ */
+class IKVRLdapConnection
+{
+public:
+    virtual ~IKVRLdapConnection() = default;
+
+    IKVRLdapConnection(const IKVRLdapConnection&) = delete;
+    IKVRLdapConnection& operator=(const IKVRLdapConnection&) = delete;
+
+    /** Kind of bind of the last Connect that reached the bind. */
+    virtual KVRAuthType AuthType() = 0;
+
+    /**
+     * Connects and binds. Waits at most 30 seconds for each connection attempt and each answer.
+     * @param target host name; or, when it occurs in the host parameter "KVR_PRM_LDAP_URIS" as it
+     *        was at construction, the sign to use these URIs
+     * @param type anonymous bind, or SASL GSSAPI with the ticket cache that the environment
+     *        variable KRB5CCNAME names
+     * @return true
+     * @throws EKVRCheckError when the target is empty or a session exists already
+     * @throws EKVRError when the resulting URI is no LDAP URL
+     * @throws EKVROpenLdapError when the session can't be made or the bind is refused
+     */
+    virtual bool Connect(const std::string& target, KVRAuthType type) = 0;
+
+    /** True when there is a session and IfReconnectNeeded is false. Nothing is sent. */
+    virtual bool IsConnected() = 0;
+
+    /** Ends the session, if there is one. Throws nothing; a failure is logged at level 0. */
+    virtual void Disconnect() = 0;
+
+    /**
+     * Result code of the last operation of the session (RFC 4511, section 4.1.9, negative for
+     * failures of the library).
+     * @throws EKVRCheckError without a session
+     * @throws EKVRInternalError when the code can't be read
+     */
+    virtual long GetLastError() = 0;
+
+    /**
+     * True when the last result code is -11 or 47 to 50. A server that went away (-1) does not
+     * count.
+     */
+    virtual bool IfReconnectNeeded() = 0;
+
+    /**
+     * Text of the locale's character set in UTF-8; a copy when no conversion is needed or before
+     * the first Connect.
+     * @throws EKVRError when the character set is unknown to iconv(3)
+     * @throws EKVRInternalError when the text can't be converted
+     */
+    virtual std::string LocalToUtf8(const std::string& text) = 0;
+
+    /** UTF-8 text in the locale's character set; otherwise as LocalToUtf8. */
+    virtual std::string Utf8ToLocal(const std::string& text) = 0;
+
+    /** Changes the syntax of the schema's attribute type "gecos" from IA5 to UTF-8 text. */
+    virtual void AdjustGecosType() = 0;
+
+    /** A new, empty entity of this connection. */
+    virtual std::shared_ptr<IKVRLdapEntity> AllocEntity() = 0;
+
+    /**
+     * Searches and receives the whole result (ldap_search_ext_s(3)).
+     * @param base DN to start from, @param filter filter (RFC 4515); both in UTF-8
+     * @param attributes names to return, not changed; none means all user attributes
+     * @param scope any value outside the enumeration searches the subtree
+     * @return the result, owned by the caller; null when the base does not exist. A result cut by
+     *         the server's size limit is returned too: GetLastError right after Search is 4 then
+     * @throws EKVRCheckError without a session, EKVROpenLdapError for any other failure
+     */
+    virtual std::shared_ptr<IKVRLdapQuery> Search(const std::string& base, const std::string& filter,
+                                                  std::list<std::string>& attributes, alSCOPE scope) = 0;
+
+    /** Removes an attribute with all its values. */
+    virtual void DeleteAttr(const std::string& dn, const std::string& attribute) = 0;
+
+    /** Changes one value of an attribute. The value may be empty with alREMOVEALL only. */
+    virtual void SetAttrValue(const std::string& dn, const std::string& attribute, const std::string& value,
+                              alOPERATION operation) = 0;
+
+    /** Changes several values of an attribute in one request; the list is not changed. */
+    virtual void SetAttrValues(const std::string& dn, const std::string& attribute,
+                               std::list<std::string>& values, alOPERATION operation) = 0;
+
+    /**
+     * Changes an entry by a batch of modifications in one request.
+     * @param attributes values by attribute name with a mode character in front: '!', '+', '-',
+     *        '='. They are sent in the order of the map: '!' first, then '+', '-', '='
+     */
+    virtual void UpdateDN(const std::string& dn, std::multimap<std::string, std::string>& attributes) = 0;
+
+    /** Deletes an entry after the entries below it, in one pass and in the server's order. */
+    virtual void DeleteDN(const std::string& dn) = 0;
+
+    /** Adds an entry; neither names nor values may be empty. */
+    virtual void AddDN(const std::string& dn, std::multimap<std::string, std::string>& attributes) = 0;
+
+    /** Gives an entry a new RDN under the same parent; the old RDN's value is removed. */
+    virtual void RenameDN(const std::string& dn, const std::string& newRdn) = 0;
+
+    /**
+     * Changes one binary value.
+     * @param data bytes, not copied; @param size number of bytes
+     */
+    virtual void SetAttrBinaryValue(const std::string& dn, const std::string& attribute, const char* data,
+                                    unsigned long size, alOPERATION operation) = 0;
+
+    /**
+     * First value of an attribute as bytes.
+     * @param size receives the number of bytes
+     * @return a buffer that the caller releases with free(3), or null
+     */
+    virtual char* GetAttrBinaryValue(const std::string& dn, const std::string& attribute,
+                                     unsigned long& size) = 0;
+
+    /** Creates the organisational units of a DN that are missing, from the top down. */
+    virtual void EnsureOU(const std::string& dn) = 0;
+
+    /** @name Configuration of the server's main database
+     * Enumerations empty the caller's container first. Indexes, limits and uniqueness: adding what
+     * is there and deleting what is not there does nothing.
+     * @{ */
+    virtual void EnumerateIndexes(std::list<std::string>& indexes) = 0;
+    virtual void AddDBIndex(const std::string& index) = 0;
+    virtual void DeleteDBIndex(const std::string& index) = 0;
+    virtual void EnumerateDBAccessRules(std::list<std::string>& rules) = 0;
+    virtual void AddDBAccessRule(int position, const std::string& rule) = 0;
+    virtual void DeleteDBAccessRule(int position) = 0;
+    virtual void EnumerateLdapSchemas(std::list<std::string>& schemas) = 0;
+    virtual bool IsLdapSchemaRegistered(const std::string& name) = 0;
+    virtual void EnumerateModules(std::list<std::string>& modules) = 0;
+    virtual void EnumerateDatabases(std::map<std::string, std::string>& databases) = 0;
+    virtual void EnumerateDBUniqueness(std::list<std::string>& uris) = 0;
+    virtual void AddDBUniqueness(const std::string& uri) = 0;
+    virtual void DeleteDBUniqueness(const std::string& uri) = 0;
+    virtual void EnumerateDBLimits(std::map<std::string, std::string>& limits) = 0;
+    virtual void AddDBLimit(const std::string& who, const std::string& limit) = 0;
+    virtual void DeleteDBLimit(const std::string& who) = 0;
+    /** @} */
+
+    /** @name Replication agreements
+     * @{ */
+    virtual void EnumerateSyncRepls(std::list<std::string>& agreements) = 0;
+    virtual void AddSyncRepl(std::string identifier, std::string provider) = 0;
+    virtual void DeleteSyncRepl(std::string identifier, std::string provider) = 0;
+    /** @} */
+
+    /** @name Proxy databases for foreign domains
+     * @{ */
+    virtual void EnumerateLdapProviders(std::map<std::string, std::string>& providers) = 0;
+    virtual void AddLdapProvider(const std::string& domain, std::string uri, const std::string& reserved) = 0;
+    virtual std::shared_ptr<IKVRLdapEntity> GetLdapProvider(const std::string& domain) = 0;
+    virtual void UpdateLdapProvider(const std::string& domain, std::string uri) = 0;
+    virtual void DeleteLdapProvider(const std::string& domain) = 0;
+    /** @} */
+
+protected:
+    IKVRLdapConnection() = default;
+};
+
+} // namespace KVR

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <EKVROpenLdapError.h>
+
+namespace KVR
+{
+
+/** True for the result codes 47 to 50, all of which are reported as missing access rights. */
+bool isAccessFailure(long code);
+
+/** Text of a missing session, translated. */
+const char* notConnectedText();
+
+/** Reads the result code that the session keeps of its last operation; false when it can't. */
+bool readResultCode(ldap* session, int& code);
+
+/**
+ * Throws EKVROpenLdapError for a failed library call: the insufficient-access text for codes 47
+ * to 50, otherwise the caller's context with the place of the failure.
+ */
+[[noreturn]] void throwOpenLdapError(ldap* session, int code, const std::string& context, const char* file,
+                                     const char* function, unsigned long line);
+
+/** Throws the EKVRCheckError for an empty argument of the named operation. */
+[[noreturn]] void throwEmptyArgument(const char* file, const char* function, unsigned long line);
+
+} // namespace KVR

@@ -1,0 +1,326 @@
+#include "KVRLdapConnection.h"
+
+#include "KVRLdapCommon.h"
+#include "KVRLdapHandles.h"
+#include "KVRLdapQuery.h"
+#include "KVRTranslate.h"
+
+#include <kvr/CKVRFormatCall.h>
+#include <kvr/CKVRLogProvider.h>
+#include <kvr/IKVRCore.h>
+#include <kvr/KVRUtils.h>
+
+#include <langinfo.h>
+#include <sasl/sasl.h>
+#include <strings.h>
+#include <sys/time.h>
+
+#include <cstdlib>
+#include <utility>
+#include <vector>
+
+namespace KVR
+{
+
+namespace
+{
+
+/** Log levels above which the connection traces, and the LDAP library prints its own debug output. */
+constexpr std::int32_t traceAbove = 3;
+constexpr std::int32_t libraryDebugAbove = 4;
+
+/** Added to the host's level: the library's own levels begin to tell something there. */
+constexpr int libraryDebugOffset = 3;
+
+/** Level from which on the SASL bind may talk to the user's terminal. */
+constexpr std::int32_t saslPromptsFrom = 5;
+
+void trace(const char* function, unsigned long line, const char* format, const std::string& argument)
+{
+    CKVRLogProvider& log = CKVRLogProvider::GetLogProvider();
+    if (log.level > traceAbove)
+    {
+        CKVRFormatCall call(__FILE__, function, line);
+        log.Put(kvrLOG_TRACE, 1, call(1, format, argument.c_str()));
+    }
+}
+
+/** Answers every prompt of the SASL library with an empty text: the ticket says all it needs. */
+int answerNothing(LDAP* session, unsigned /*flags*/, void* /*defaults*/, void* prompts)
+{
+    if (session == nullptr)
+    {
+        return LDAP_PARAM_ERROR;
+    }
+    for (auto* prompt = static_cast<sasl_interact_t*>(prompts); prompt->id != SASL_CB_LIST_END; ++prompt)
+    {
+        prompt->result = "";
+        prompt->len = 0;
+    }
+    return LDAP_SUCCESS;
+}
+
+int libraryScope(alSCOPE scope)
+{
+    constexpr int scopes[] = {LDAP_SCOPE_BASE, LDAP_SCOPE_ONELEVEL, LDAP_SCOPE_SUBTREE,
+                              LDAP_SCOPE_SUBORDINATE};
+    const bool known = scope >= alSCOPE_BASE && scope <= alSCOPE_CHILDREN;
+    return known ? scopes[scope] : LDAP_SCOPE_SUBTREE;
+}
+
+} // namespace
+
+CKVRConnInternal::~CKVRConnInternal()
+{
+    for (iconv_t handle : {toUtf8, toLocal})
+    {
+        if (handle != closedConversion())
+        {
+            iconv_close(handle);
+        }
+    }
+}
+
+CKVRLdapConnection::CKVRLdapConnection(IKVRCore& host)
+    : core(host), internal(std::make_unique<CKVRConnInternal>())
+{
+    const std::int32_t level = CKVRLogProvider::GetLogProvider().level;
+    if (level > libraryDebugAbove)
+    {
+        const int libraryLevel = level + libraryDebugOffset;
+        ldap_set_option(nullptr, LDAP_OPT_DEBUG_LEVEL, &libraryLevel);
+    }
+    if (core.HasParameter("KVR_PRM_LDAP_URIS"))
+    {
+        uri = core.GetParameter("KVR_PRM_LDAP_URIS");
+    }
+}
+
+CKVRLdapConnection::~CKVRLdapConnection()
+{
+    CKVRLdapConnection::Disconnect();
+}
+
+KVRAuthType CKVRLdapConnection::AuthType()
+{
+    return authType;
+}
+
+bool CKVRLdapConnection::Connect(const std::string& target, KVRAuthType type)
+{
+    if (target.empty())
+    {
+        throwEmptyArgument(__FILE__, "Connect", __LINE__);
+    }
+    determineCodeset();
+    if (internal->ld != nullptr)
+    {
+        throw EKVRCheckError(moduleText("LDAP connection is already established."), "");
+    }
+    chooseUri(target);
+    openSession();
+    authType = type;
+    internal->bindDefaults = core.GetBindDefaults();
+    if (type == KVRAuthAnonymous)
+    {
+        bindAnonymously();
+    }
+    else
+    {
+        bindWithKerberos();
+    }
+    return true;
+}
+
+void CKVRLdapConnection::determineCodeset()
+{
+    codeset = nl_langinfo(CODESET);
+    // The "C" locale names US-ASCII, which says that nobody chose a character set.
+    if (codeset == "ANSI_X3.4-1968")
+    {
+        codeset = DefaultCodeset();
+    }
+    convert = strcasecmp(codeset.c_str(), "UTF-8") != 0;
+}
+
+void CKVRLdapConnection::chooseUri(const std::string& target)
+{
+    // A target that occurs in the list stands for the whole list, so that the others are tried too.
+    if (uri.find(target) == std::string::npos)
+    {
+        uri = "ldap://" + target;
+    }
+    if (ldap_is_ldap_url(uri.c_str()) == 0)
+    {
+        CKVRFormatCall format(__FILE__, "Connect", __LINE__);
+        throw EKVRError(format(1, moduleText("Invalid LDAP url '%s'."), uri.c_str()), "");
+    }
+}
+
+void CKVRLdapConnection::openSession()
+{
+    // The misspelling is what administrators search their logs for.
+    trace("Connect", __LINE__, "Initilize LDAP connection to: %s", uri);
+    int code = ldap_initialize(&internal->ld, uri.c_str());
+    if (code == LDAP_SUCCESS)
+    {
+        code = setSessionOptions();
+    }
+    if (code != LDAP_SUCCESS)
+    {
+        throwOpenLdapError(internal->ld, code, moduleText("on initialization"), __FILE__, "Connect",
+                           __LINE__);
+    }
+}
+
+int CKVRLdapConnection::setSessionOptions()
+{
+    const int version = LDAP_VERSION3;
+    const timeval limit{timeout, 0};
+    int code = ldap_set_option(internal->ld, LDAP_OPT_PROTOCOL_VERSION, &version);
+    if (code == LDAP_OPT_SUCCESS)
+    {
+        code = ldap_set_option(internal->ld, LDAP_OPT_TIMEOUT, &limit);
+    }
+    if (code == LDAP_OPT_SUCCESS)
+    {
+        code = ldap_set_option(internal->ld, LDAP_OPT_NETWORK_TIMEOUT, &limit);
+    }
+    return code;
+}
+
+void CKVRLdapConnection::bindAnonymously()
+{
+    char noPassword[] = "";
+    berval credentials{0, noPassword};
+    const int code =
+        ldap_sasl_bind_s(internal->ld, nullptr, LDAP_SASL_SIMPLE, &credentials, nullptr, nullptr, nullptr);
+    if (code != LDAP_SUCCESS)
+    {
+        throwOpenLdapError(internal->ld, code, moduleText("on bind"), __FILE__, "Connect", __LINE__);
+    }
+}
+
+void CKVRLdapConnection::bindWithKerberos()
+{
+    const char* ticketCache = std::getenv("KRB5CCNAME"); // NOLINT(concurrency-mt-unsafe): read only
+    if (ticketCache == nullptr)
+    {
+        throw EKVROpenLdapError(internal->ld, LDAP_SUCCESS,
+                                moduleText("can't bind via GGSAPI: KRB5CCNAME not set"), __FILE__, "Connect",
+                                __LINE__);
+    }
+    trace("Connect", __LINE__, "ldap_sasl_bind KRB5CCNAME %s", ticketCache);
+    const bool quiet = CKVRLogProvider::GetLogProvider().level < saslPromptsFrom;
+    const int code = ldap_sasl_interactive_bind_s(internal->ld, nullptr, "GSSAPI", nullptr, nullptr,
+                                                  quiet ? LDAP_SASL_QUIET : LDAP_SASL_AUTOMATIC,
+                                                  answerNothing, internal.get());
+    if (code != LDAP_SUCCESS)
+    {
+        throwOpenLdapError(internal->ld, code, moduleText("on GGSAPI bind"), __FILE__, "Connect", __LINE__);
+    }
+}
+
+bool CKVRLdapConnection::IsConnected()
+{
+    return internal->ld != nullptr && !IfReconnectNeeded();
+}
+
+void CKVRLdapConnection::Disconnect()
+{
+    if (internal->ld == nullptr)
+    {
+        return;
+    }
+    // The library frees the session whatever it returns.
+    const int code = ldap_unbind_ext_s(std::exchange(internal->ld, nullptr), nullptr, nullptr);
+    if (code != LDAP_SUCCESS)
+    {
+        CKVRFormatCall format(__FILE__, "Disconnect", __LINE__);
+        CKVRLogProvider::GetLogProvider().Put(kvrLOG_FAILURE, 1,
+                                              format(1, moduleText("LDAP disconnection error: %d."), code));
+    }
+}
+
+long CKVRLdapConnection::GetLastError()
+{
+    requireSession();
+    int code = LDAP_SUCCESS;
+    if (!readResultCode(internal->ld, code))
+    {
+        throw EKVRInternalError(moduleText("Can't obtain LDAP error code."), "", __FILE__, "GetLastError",
+                                __LINE__);
+    }
+    return code;
+}
+
+bool CKVRLdapConnection::IfReconnectNeeded()
+{
+    const long code = GetLastError();
+    return code == LDAP_CONNECT_ERROR || isAccessFailure(code);
+}
+
+std::shared_ptr<IKVRLdapEntity> CKVRLdapConnection::AllocEntity()
+{
+    return std::make_shared<CKVRLdapEntity>(*this);
+}
+
+std::shared_ptr<IKVRLdapQuery> CKVRLdapConnection::Search(const std::string& base, const std::string& filter,
+                                                          std::list<std::string>& attributes, alSCOPE scope)
+{
+    requireSession();
+    std::vector<char*> names;
+    names.reserve(attributes.size() + 1);
+    for (std::string& name : attributes)
+    {
+        names.push_back(name.data());
+    }
+    names.push_back(nullptr);
+
+    MessageOwner result;
+    const int code =
+        ldap_search_ext_s(internal->ld, base.c_str(), libraryScope(scope), filter.c_str(), names.data(), 0,
+                          nullptr, nullptr, nullptr, LDAP_NO_LIMIT, Receive(result));
+    if (code == LDAP_NO_SUCH_OBJECT)
+    {
+        return nullptr;
+    }
+    if (code != LDAP_SUCCESS && code != LDAP_SIZELIMIT_EXCEEDED)
+    {
+        CKVRFormatCall format(__FILE__, "Search", __LINE__);
+        throwOpenLdapError(internal->ld, code,
+                           format(2, moduleText("on searching '%s %s'"), base.c_str(), filter.c_str()),
+                           __FILE__, "Search", __LINE__);
+    }
+
+    auto query = std::make_shared<CKVRLdapQuery>(*this);
+    query->base = base;
+    query->filter = filter;
+    query->attributes = attributes;
+    query->message->result = result.release();
+    return query;
+}
+
+void CKVRLdapConnection::InternalCheck(const std::string& context)
+{
+    int code = LDAP_SUCCESS;
+    if (!readResultCode(internal->ld, code))
+    {
+        throw EKVRInternalError(moduleText("on getting ldap error code."), "", __FILE__, "InternalCheck",
+                                __LINE__);
+    }
+    if (code != LDAP_SUCCESS)
+    {
+        throwOpenLdapError(internal->ld, code, context, __FILE__, "InternalCheck", __LINE__);
+    }
+}
+
+void CKVRLdapConnection::requireSession() const
+{
+    if (internal->ld == nullptr)
+    {
+        throw EKVRCheckError(notConnectedText(), "");
+    }
+}
+
+} // namespace KVR

@@ -1,0 +1,134 @@
+#pragma once
+
+#include <IKVRLdapConnection.h>
+
+#include <iconv.h>
+#include <ldap.h>
+
+#include <cstdint>
+
+namespace KVR
+{
+
+class IKVRCore;
+
+/** Marks a conversion that is not open. */
+inline iconv_t closedConversion()
+{
+    return reinterpret_cast<iconv_t>(-1); // NOLINT(performance-no-int-to-ptr): iconv_open(3) says so
+}
+
+/** What a connection keeps of the C libraries. */
+class CKVRConnInternal
+{
+public:
+    CKVRConnInternal() = default;
+    virtual ~CKVRConnInternal();
+
+    CKVRConnInternal(const CKVRConnInternal&) = delete;
+    CKVRConnInternal& operator=(const CKVRConnInternal&) = delete;
+
+    LDAP* ld = nullptr; /**< the session; null means not connected. The connection ends it. */
+    iconv_t toUtf8 = closedConversion();
+    iconv_t toLocal = closedConversion();
+    std::string bindDefaults;
+};
+
+/**
+ * A connection through the OpenLDAP client library, see IKVRLdapConnection for its rules.
+ *
+ * The session's life is the connection's state: it exists from Connect to Disconnect, also when
+ * the bind was refused. Conversions are opened at first use and stay open to the end.
+ */
+class CKVRLdapConnection : public IKVRLdapConnection
+{
+public:
+    /**
+     * @param host must outlive the connection
+     *
+     * With a log level above 4 this sets the debug level of the LDAP library, process-wide.
+     */
+    explicit CKVRLdapConnection(IKVRCore& host);
+    ~CKVRLdapConnection() override;
+
+    KVRAuthType AuthType() override;
+    bool Connect(const std::string& target, KVRAuthType type) override;
+    bool IsConnected() override;
+    void Disconnect() override;
+    long GetLastError() override;
+    bool IfReconnectNeeded() override;
+    std::string LocalToUtf8(const std::string& text) override;
+    std::string Utf8ToLocal(const std::string& text) override;
+    void AdjustGecosType() override;
+    std::shared_ptr<IKVRLdapEntity> AllocEntity() override;
+    std::shared_ptr<IKVRLdapQuery> Search(const std::string& base, const std::string& filter,
+                                          std::list<std::string>& attributes, alSCOPE scope) override;
+    void DeleteAttr(const std::string& dn, const std::string& attribute) override;
+    void SetAttrValue(const std::string& dn, const std::string& attribute, const std::string& value,
+                      alOPERATION operation) override;
+    void SetAttrValues(const std::string& dn, const std::string& attribute, std::list<std::string>& values,
+                       alOPERATION operation) override;
+    void UpdateDN(const std::string& dn, std::multimap<std::string, std::string>& attributes) override;
+    void DeleteDN(const std::string& dn) override;
+    void AddDN(const std::string& dn, std::multimap<std::string, std::string>& attributes) override;
+    void RenameDN(const std::string& dn, const std::string& newRdn) override;
+    void SetAttrBinaryValue(const std::string& dn, const std::string& attribute, const char* data,
+                            unsigned long size, alOPERATION operation) override;
+    char* GetAttrBinaryValue(const std::string& dn, const std::string& attribute,
+                             unsigned long& size) override;
+    void EnsureOU(const std::string& dn) override;
+    void EnumerateIndexes(std::list<std::string>& indexes) override;
+    void AddDBIndex(const std::string& index) override;
+    void DeleteDBIndex(const std::string& index) override;
+    void EnumerateDBAccessRules(std::list<std::string>& rules) override;
+    void AddDBAccessRule(int position, const std::string& rule) override;
+    void DeleteDBAccessRule(int position) override;
+    void EnumerateLdapSchemas(std::list<std::string>& schemas) override;
+    bool IsLdapSchemaRegistered(const std::string& name) override;
+    void EnumerateModules(std::list<std::string>& modules) override;
+    void EnumerateDatabases(std::map<std::string, std::string>& databases) override;
+    void EnumerateDBUniqueness(std::list<std::string>& uris) override;
+    void AddDBUniqueness(const std::string& uri) override;
+    void DeleteDBUniqueness(const std::string& uri) override;
+    void EnumerateDBLimits(std::map<std::string, std::string>& limits) override;
+    void AddDBLimit(const std::string& who, const std::string& limit) override;
+    void DeleteDBLimit(const std::string& who) override;
+    void EnumerateSyncRepls(std::list<std::string>& agreements) override;
+    void AddSyncRepl(std::string identifier, std::string provider) override;
+    void DeleteSyncRepl(std::string identifier, std::string provider) override;
+    void EnumerateLdapProviders(std::map<std::string, std::string>& providers) override;
+    void AddLdapProvider(const std::string& domain, std::string uri, const std::string& reserved) override;
+    std::shared_ptr<IKVRLdapEntity> GetLdapProvider(const std::string& domain) override;
+    void UpdateLdapProvider(const std::string& domain, std::string uri) override;
+    void DeleteLdapProvider(const std::string& domain) override;
+
+    /**
+     * Throws what the session's last result code asks for; returns when that code is 0, so that a
+     * failure that left no code is passed over.
+     * @param context translated text that says what was being done
+     */
+    void InternalCheck(const std::string& context);
+
+private:
+    friend class CKVRLdapQuery;
+
+    /** Throws EKVRCheckError unless there is a session. */
+    void requireSession() const;
+    void determineCodeset();
+    void chooseUri(const std::string& target);
+    void openSession();
+    int setSessionOptions();
+    void bindAnonymously();
+    void bindWithKerberos();
+    std::string InternalIconv(bool toUtf8, const std::string& text) const;
+
+    IKVRCore& core;
+    std::unique_ptr<CKVRConnInternal> internal;
+    KVRAuthType authType = KVRAuthAnonymous;
+    std::string uri = "ldap://localhost";
+    std::int32_t timeout = 30; /**< seconds, for a connection attempt and for an answer */
+    bool convert = false;
+    std::string codeset;
+};
+
+} // namespace KVR

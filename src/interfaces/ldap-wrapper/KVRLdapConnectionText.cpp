@@ -1,0 +1,95 @@
+#include "KVRLdapConnection.h"
+#include "KVRTranslate.h"
+
+#include <kvr/CKVRFormatCall.h>
+#include <kvr/EKVRError.h>
+
+namespace KVR
+{
+
+namespace
+{
+
+constexpr char wireCodeset[] = "UTF-8";
+
+/** Opens a conversion if it is not open; a failure is told in the words of the two last arguments. */
+void openConversion(iconv_t& handle, const char* to, const char* from, const char* function,
+                    const char* toldFrom, const char* toldTo)
+{
+    if (handle != closedConversion())
+    {
+        return;
+    }
+    handle = iconv_open(to, from);
+    if (handle == closedConversion())
+    {
+        CKVRFormatCall format(__FILE__, function, __LINE__);
+        throw EKVRError(format(2, moduleText("Iconv initialization failed for conversion from '%s' to '%s'."),
+                               toldFrom, toldTo),
+                        "");
+    }
+}
+
+} // namespace
+
+// Both operations tell a failed initialization with source and target exchanged: hosts and their
+// documentation know the message so.
+
+std::string CKVRLdapConnection::LocalToUtf8(const std::string& text)
+{
+    if (!convert)
+    {
+        return text;
+    }
+    if (text.empty())
+    {
+        return "";
+    }
+    openConversion(internal->toUtf8, wireCodeset, codeset.c_str(), "LocalToUtf8", wireCodeset,
+                   codeset.c_str());
+    return InternalIconv(true, text);
+}
+
+std::string CKVRLdapConnection::Utf8ToLocal(const std::string& text)
+{
+    if (!convert)
+    {
+        return text;
+    }
+    if (text.empty())
+    {
+        return "";
+    }
+    openConversion(internal->toLocal, codeset.c_str(), wireCodeset, "Utf8ToLocal", codeset.c_str(),
+                   wireCodeset);
+    return InternalIconv(false, text);
+}
+
+std::string CKVRLdapConnection::InternalIconv(bool toUtf8, const std::string& text) const
+{
+    const iconv_t handle = toUtf8 ? internal->toUtf8 : internal->toLocal;
+    if (handle == closedConversion())
+    {
+        throw EKVRCheckError(moduleText("Invalid iconv handle."), "");
+    }
+    // Four bytes a byte and never more; the rest is for the terminating zero of a wide encoding.
+    const auto buffer = std::make_unique<char[]>(4 * text.size() + 4);
+    // iconv(3) takes the input as char** but does not write to it.
+    char* in = const_cast<char*>(text.data());
+    char* out = buffer.get();
+    std::size_t inLeft = text.size();
+    std::size_t outLeft = 4 * text.size();
+    while (inLeft != 0)
+    {
+        // The shift state is carried from one text to the next: it is never reset.
+        if (iconv(handle, &in, &inLeft, &out, &outLeft) == static_cast<std::size_t>(-1))
+        {
+            throw EKVRInternalError(moduleText("iconv conversion failed."), "", __FILE__, "InternalIconv",
+                                    __LINE__);
+        }
+    }
+    *out = '\0';
+    return buffer.get();
+}
+
+} // namespace KVR

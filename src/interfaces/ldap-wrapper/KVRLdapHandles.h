@@ -1,0 +1,59 @@
+#pragma once
+
+#include <ldap.h>
+
+#include <memory>
+
+namespace KVR
+{
+
+/** Owners of what libldap allocates, one deleter for each of its release functions. */
+struct MessageRelease
+{
+    void operator()(LDAPMessage* message) const { ldap_msgfree(message); }
+};
+
+struct TextRelease
+{
+    void operator()(char* text) const { ldap_memfree(text); }
+};
+
+struct ValuesRelease
+{
+    void operator()(berval** values) const { ldap_value_free_len(values); }
+};
+
+/** Frees a cursor over attributes but not the message that it points into. */
+struct AttributeCursorRelease
+{
+    void operator()(BerElement* cursor) const { ber_free(cursor, 0); }
+};
+
+using MessageOwner = std::unique_ptr<LDAPMessage, MessageRelease>;
+using TextOwner = std::unique_ptr<char, TextRelease>;
+using ValuesOwner = std::unique_ptr<berval*, ValuesRelease>;
+using AttributeCursorOwner = std::unique_ptr<BerElement, AttributeCursorRelease>;
+
+/**
+ * Lets a C function store its result through a `T**` argument into an owner, at the end of the
+ * full expression: `f(Receive(owner))`.
+ */
+template <typename Owner>
+class Receive
+{
+public:
+    explicit Receive(Owner& target) : target_(target) {}
+    ~Receive() { target_.reset(raw_); }
+
+    Receive(const Receive&) = delete;
+    Receive& operator=(const Receive&) = delete;
+
+    // NOLINTNEXTLINE(google-explicit-constructor): it stands in for the argument itself
+    operator typename Owner::pointer *() { return &raw_; }
+
+private:
+    Owner& target_;
+    typename Owner::pointer raw_ = nullptr;
+};
+
+} // namespace KVR

@@ -1,0 +1,105 @@
+#pragma once
+
+#include <IKVRLdapEntity.h>
+#include <IKVRLdapQuery.h>
+
+#include <ldap.h>
+
+#include <list>
+#include <map>
+#include <memory>
+#include <string>
+
+namespace KVR
+{
+
+class CKVRLdapConnection;
+
+/** The received result of one search and the cursor's place in it. */
+class CKVRLMsgInternal
+{
+public:
+    CKVRLMsgInternal() = default;
+    virtual ~CKVRLMsgInternal();
+
+    CKVRLMsgInternal(const CKVRLMsgInternal&) = delete;
+    CKVRLMsgInternal& operator=(const CKVRLMsgInternal&) = delete;
+
+    LDAPMessage* result = nullptr;  /**< owned */
+    LDAPMessage* current = nullptr; /**< points into the result; null is before the first entry */
+};
+
+/**
+ * The cursor that CKVRLdapConnection::Search returns.
+ *
+ * At the end of the result it reads the session's last result code, so another operation on the
+ * same connection between Search and the end of the walk decides how the walk ends.
+ */
+class CKVRLdapQuery : public IKVRLdapQuery
+{
+public:
+    explicit CKVRLdapQuery(CKVRLdapConnection& owner);
+    ~CKVRLdapQuery() override;
+
+    void First() override;
+    bool Fetch(std::shared_ptr<IKVRLdapEntity>& entity) override;
+    int Count() override;
+
+    /**
+     * Fills the entity from the entry that the cursor stands on.
+     * @throws EKVRInternalError when the pointer is empty
+     * @throws EKVROpenLdapError when the entry can't be read; the entity keeps what was read before
+     */
+    void FetchAttributes(std::shared_ptr<IKVRLdapEntity>& entity);
+
+protected:
+    friend class CKVRLdapConnection;
+
+    CKVRLdapConnection& connection;
+    std::unique_ptr<CKVRLMsgInternal> message;
+    std::string base;
+    std::string filter;
+    std::list<std::string> attributes;
+
+private:
+    void requireState() const;
+    void finishWalk() const;
+    void fetchDn(IKVRLdapEntity& entity) const;
+    void fetchValues(const char* name, IKVRLdapEntity& entity) const;
+};
+
+/** The entity of a CKVRLdapConnection, see IKVRLdapEntity. */
+class CKVRLdapEntity : public IKVRLdapEntity
+{
+public:
+    explicit CKVRLdapEntity(CKVRLdapConnection& owner);
+    ~CKVRLdapEntity() override;
+
+    std::string ValByAttr(const std::string& name, bool quiet) override;
+    unsigned long ValsByAttr(const std::string& name, std::list<std::string>& values, bool quiet) override;
+    void Clear() override;
+    bool IsValid() override;
+    void Create() override;
+    void Delete() override;
+    void Update(std::multimap<std::string, std::string>& changes, bool localOnly) override;
+    void Rename(const std::string& newRdn) override;
+    std::string creator() override;
+    std::string modifier() override;
+    std::string created() override;
+    std::string modified() override;
+
+    /**
+     * Reads the stamps from the server; they stay as they are when the entry is gone.
+     * @throws EKVRCheckError when the DN is empty
+     */
+    void InvalidateStamp();
+
+private:
+    void requireDn() const;
+    void applyChange(const std::string& key, const std::string& value);
+
+    CKVRLdapConnection& connection;
+    std::map<std::string, std::string> stamps;
+};
+
+} // namespace KVR
