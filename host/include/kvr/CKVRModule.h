@@ -24,7 +24,8 @@ public:
      * @param hostType kind of host that is told to the module
      * @throws EKVRError when the file is missing, is no shared object or no module, when the module
      *         refuses the host type, or when its start fails; errors thrown by the module
-     *         itself pass unchanged
+     *         itself pass unchanged; the shared object of a module that throws stays loaded,
+     *         because the error may need its code
      */
     CKVRModule(IKVRCore& core, const std::string& path, std::int32_t hostType = kvrHOST_CORE);
     ~CKVRModule();
@@ -40,6 +41,9 @@ private:
     {
         void operator()(void* handle) const;
     };
+
+    /** Drops what a module that failed to start left in the registry: its code goes away. */
+    void Withdraw();
 
     IKVRCore& core_;
     std::unique_ptr<void, Close> library_;

@@ -1,0 +1,10 @@
+#include <kvr/CKVRInterface.h>
+
+namespace KVR
+{
+
+CKVRInterface::CKVRInterface(const std::string& interfaceName) : name(interfaceName) {}
+
+CKVRInterface::~CKVRInterface() = default;
+
+} // namespace KVR

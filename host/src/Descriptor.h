@@ -1,0 +1,42 @@
+#pragma once
+
+#include <unistd.h>
+
+namespace KVR
+{
+
+/** Owns a file descriptor. */
+class Descriptor
+{
+public:
+    explicit Descriptor(int number) : number_(number) {}
+    ~Descriptor() { Close(); }
+
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+
+    explicit operator bool() const { return number_ >= 0; }
+    int Number() const { return number_; }
+
+    /** Leaves the descriptor to the caller. */
+    int Release()
+    {
+        const int released = number_;
+        number_ = -1;
+        return released;
+    }
+
+    void Close()
+    {
+        if (number_ >= 0)
+        {
+            close(number_);
+        }
+        number_ = -1;
+    }
+
+private:
+    int number_;
+};
+
+} // namespace KVR

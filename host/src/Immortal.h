@@ -1,0 +1,22 @@
+#pragma once
+
+namespace KVR
+{
+
+/**
+ * Holds a function-local static that is never destroyed, so that destructors of other statics,
+ * and threads that outlive main, may still use it.
+ */
+template <typename T>
+union Immortal
+{
+    Immortal() : value() {}
+    ~Immortal() {} // NOLINT(modernize-use-equals-default): a default one would destroy the value
+
+    Immortal(const Immortal&) = delete;
+    Immortal& operator=(const Immortal&) = delete;
+
+    T value;
+};
+
+} // namespace KVR
