@@ -1,0 +1,251 @@
+#include "LdapInterposer.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <stdexcept>
+
+// The linker's option --wrap=f sends calls of f to __wrap_f, and __real_f to the library.
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the linker asks for these names
+extern "C"
+{
+    int __real_ldap_initialize(LDAP** session, const char* uri);
+    int __real_ldap_is_ldap_url(const char* url);
+    int __real_ldap_set_option(LDAP* session, int option, const void* value);
+    int __real_ldap_get_option(LDAP* session, int option, void* value);
+    int __real_ldap_unbind_ext_s(LDAP* session, LDAPControl** server, LDAPControl** client);
+    int __real_ldap_sasl_bind_s(LDAP* session, const char* dn, const char* mechanism, berval* credentials,
+                                LDAPControl** server, LDAPControl** client, berval** answer);
+    int __real_ldap_sasl_interactive_bind_s(LDAP* session, const char* dn, const char* mechanism,
+                                            LDAPControl** server, LDAPControl** client, unsigned flags,
+                                            LDAP_SASL_INTERACT_PROC* interact, void* defaults);
+    int __real_ldap_search_ext_s(LDAP* session, const char* base, int scope, const char* filter,
+                                 char** attributes, int typesOnly, LDAPControl** server, LDAPControl** client,
+                                 timeval* timeout, int sizeLimit, LDAPMessage** result);
+    int __real_ldap_count_entries(LDAP* session, LDAPMessage* result);
+    char* __real_ldap_get_dn(LDAP* session, LDAPMessage* entry);
+    berval** __real_ldap_get_values_len(LDAP* session, LDAPMessage* entry, const char* name);
+    int __real_ldap_msgfree(LDAPMessage* message);
+}
+
+namespace KVR::Support
+{
+
+namespace
+{
+
+LdapInterposer* current = nullptr;
+
+std::optional<std::string> textOrNull(const char* text)
+{
+    return text != nullptr ? std::optional<std::string>(text) : std::nullopt;
+}
+
+std::string optionText(int option, const void* value)
+{
+    if (option == LDAP_OPT_PROTOCOL_VERSION || option == LDAP_OPT_DEBUG_LEVEL)
+    {
+        return std::to_string(*static_cast<const int*>(value));
+    }
+    if (option == LDAP_OPT_TIMEOUT || option == LDAP_OPT_NETWORK_TIMEOUT)
+    {
+        const auto* time = static_cast<const timeval*>(value);
+        std::array<char, 64> text{};
+        static_cast<void>(std::snprintf(text.data(), text.size(), "%ld.%06ld",
+                                        static_cast<long>(time->tv_sec), static_cast<long>(time->tv_usec)));
+        return text.data();
+    }
+    return "?";
+}
+
+} // namespace
+
+LdapInterposer::LdapInterposer()
+{
+    if (current != nullptr)
+    {
+        throw std::logic_error("there is an interposer already");
+    }
+    current = this;
+}
+
+LdapInterposer::~LdapInterposer()
+{
+    current = nullptr;
+}
+
+void LdapInterposer::setResultCode(int code) const
+{
+    if (session == nullptr ||
+        __real_ldap_set_option(session, LDAP_OPT_RESULT_CODE, &code) != LDAP_OPT_SUCCESS)
+    {
+        throw std::logic_error("there is no session to set the result code of");
+    }
+}
+
+int LdapInterposer::unfreedResults() const
+{
+    int count = 0;
+    for (const auto& search : searches)
+    {
+        count += search.result != nullptr ? 1 : 0;
+    }
+    return count;
+}
+
+} // namespace KVR::Support
+
+using KVR::Support::current;
+
+extern "C"
+{
+    int __wrap_ldap_initialize(LDAP** session, const char* uri)
+    {
+        if (current == nullptr)
+        {
+            return __real_ldap_initialize(session, uri);
+        }
+        current->initialized.emplace_back(uri);
+        if (current->initializeCode && !current->initializeMakesSession)
+        {
+            return *current->initializeCode;
+        }
+        const int code = __real_ldap_initialize(session, uri);
+        current->session = code == LDAP_SUCCESS ? *session : nullptr;
+        return current->initializeCode.value_or(code);
+    }
+
+    int __wrap_ldap_is_ldap_url(const char* url)
+    {
+        return current != nullptr && current->refuseUrls ? 0 : __real_ldap_is_ldap_url(url);
+    }
+
+    int __wrap_ldap_set_option(LDAP* session, int option, const void* value)
+    {
+        if (current == nullptr)
+        {
+            return __real_ldap_set_option(session, option, value);
+        }
+        current->setOptions.push_back({session, option, KVR::Support::optionText(option, value)});
+        const auto scripted = current->setOptionCodes.find(option);
+        if (scripted != current->setOptionCodes.end())
+        {
+            return scripted->second;
+        }
+        if (option == LDAP_OPT_TIMEOUT && current->answerTimeout)
+        {
+            const auto microseconds =
+                std::chrono::duration_cast<std::chrono::microseconds>(*current->answerTimeout).count();
+            timeval shortened{};
+            shortened.tv_sec = microseconds / std::micro::den;
+            shortened.tv_usec = microseconds % std::micro::den;
+            return __real_ldap_set_option(session, option, &shortened);
+        }
+        return __real_ldap_set_option(session, option, value);
+    }
+
+    int __wrap_ldap_get_option(LDAP* session, int option, void* value)
+    {
+        if (current != nullptr)
+        {
+            current->readOptions.push_back(option);
+            if (current->unreadableOptions.count(option) != 0)
+            {
+                return LDAP_OPT_ERROR;
+            }
+        }
+        return __real_ldap_get_option(session, option, value);
+    }
+
+    int __wrap_ldap_unbind_ext_s(LDAP* session, LDAPControl** server, LDAPControl** client)
+    {
+        const int code = __real_ldap_unbind_ext_s(session, server, client);
+        if (current == nullptr)
+        {
+            return code;
+        }
+        current->unbinds++;
+        if (current->session == session)
+        {
+            current->session = nullptr;
+        }
+        return current->unbindCode.value_or(code);
+    }
+
+    int __wrap_ldap_sasl_bind_s(LDAP* session, const char* dn, const char* mechanism, berval* credentials,
+                                LDAPControl** server, LDAPControl** client, berval** answer)
+    {
+        if (current != nullptr)
+        {
+            const std::string bytes =
+                credentials != nullptr ? std::string(credentials->bv_val, credentials->bv_len) : "";
+            current->binds.push_back({session, KVR::Support::textOrNull(dn),
+                                      KVR::Support::textOrNull(mechanism), bytes,
+                                      server != nullptr || client != nullptr});
+        }
+        return __real_ldap_sasl_bind_s(session, dn, mechanism, credentials, server, client, answer);
+    }
+
+    int __wrap_ldap_sasl_interactive_bind_s(LDAP* session, const char* dn, const char* mechanism,
+                                            LDAPControl** server, LDAPControl** client, unsigned flags,
+                                            LDAP_SASL_INTERACT_PROC* interact, void* defaults)
+    {
+        if (current == nullptr)
+        {
+            return __real_ldap_sasl_interactive_bind_s(session, dn, mechanism, server, client, flags,
+                                                       interact, defaults);
+        }
+        current->interactiveBinds.push_back(
+            {session, KVR::Support::textOrNull(dn), KVR::Support::textOrNull(mechanism),
+             server != nullptr || client != nullptr, flags, interact, defaults});
+        return current->interactiveBind ? current->interactiveBind(current->interactiveBinds.back())
+                                        : LDAP_SUCCESS;
+    }
+
+    int __wrap_ldap_search_ext_s(LDAP* session, const char* base, int scope, const char* filter,
+                                 char** attributes, int typesOnly, LDAPControl** server, LDAPControl** client,
+                                 timeval* timeout, int sizeLimit, LDAPMessage** result)
+    {
+        const int code = __real_ldap_search_ext_s(session, base, scope, filter, attributes, typesOnly, server,
+                                                  client, timeout, sizeLimit, result);
+        if (current != nullptr)
+        {
+            current->searches.push_back({attributes != nullptr, server != nullptr || client != nullptr,
+                                         timeout != nullptr, sizeLimit, code, *result});
+        }
+        return code;
+    }
+
+    int __wrap_ldap_count_entries(LDAP* session, LDAPMessage* result)
+    {
+        return current != nullptr && current->countEntries ? *current->countEntries
+                                                           : __real_ldap_count_entries(session, result);
+    }
+
+    char* __wrap_ldap_get_dn(LDAP* session, LDAPMessage* entry)
+    {
+        return current != nullptr && current->withholdDn ? nullptr : __real_ldap_get_dn(session, entry);
+    }
+
+    berval** __wrap_ldap_get_values_len(LDAP* session, LDAPMessage* entry, const char* name)
+    {
+        return current != nullptr && current->withheldValues.count(name) != 0
+                   ? nullptr
+                   : __real_ldap_get_values_len(session, entry, name);
+    }
+
+    int __wrap_ldap_msgfree(LDAPMessage* message)
+    {
+        if (current != nullptr && message != nullptr)
+        {
+            current->freed.push_back(message);
+            for (auto& search : current->searches)
+            {
+                // the address can come back with a later search
+                search.result = search.result == message ? nullptr : search.result;
+            }
+        }
+        return __real_ldap_msgfree(message);
+    }
+}
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
