@@ -109,6 +109,13 @@ public:
      */
     void InternalCheck(const std::string& context);
 
+    /**
+     * Converts with a conversion that is open already. The result ends at the first zero byte.
+     * @throws EKVRCheckError when the conversion is not open
+     * @throws EKVRInternalError when the text can't be converted or needs more than four bytes a byte
+     */
+    std::string InternalIconv(bool toUtf8, const std::string& text) const;
+
 private:
     friend class CKVRLdapQuery;
 
@@ -120,7 +127,6 @@ private:
     int setSessionOptions();
     void bindAnonymously();
     void bindWithKerberos();
-    std::string InternalIconv(bool toUtf8, const std::string& text) const;
 
     IKVRCore& core;
     std::unique_ptr<CKVRConnInternal> internal;
