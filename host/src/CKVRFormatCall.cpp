@@ -35,7 +35,7 @@ std::string print(const std::string& conversion, Arguments... arguments)
         return {};
     }
     std::vector<char> buffer(static_cast<std::size_t>(length) + 1);
-    std::snprintf(buffer.data(), buffer.size(), conversion.c_str(), arguments...);
+    static_cast<void>(std::snprintf(buffer.data(), buffer.size(), conversion.c_str(), arguments...));
     return {buffer.data(), static_cast<std::size_t>(length)};
 }
 
