@@ -70,7 +70,7 @@ function(kvr_add_catalogues)
   endforeach()
 
   add_custom_target(catalogues ALL DEPENDS ${catalogues})
-  add_custom_target(catalogue-templates DEPENDS ${templates})
+  add_custom_target(catalogue-templates ALL DEPENDS ${templates})
   add_custom_target(pot ${copies} DEPENDS ${templates} VERBATIM)
   add_dependencies(pot catalogue-templates)
 endfunction()
@@ -100,18 +100,12 @@ function(kvr_add_marked_catalogue target folder)
   add_dependencies(${target} catalogue-templates)
 endfunction()
 
-# Adds the test "catalogues-are-up-to-date": the templates in po/ hold the texts of the sources, and
-# every language translates all of them.
+# Adds the test "catalogues-are-up-to-date", see CheckCatalogues.cmake.
 function(kvr_add_catalogue_test)
-  set(commands "")
-  foreach(domain IN LISTS KVR_CATALOGUE_DOMAINS)
-    file(GLOB translations CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/po/${domain}/*.po)
-    string(REPLACE ";" "," translations "${translations}")
-    list(APPEND commands "${KVR_CATALOGUE_TEMPLATES}/${domain}.pot|${CMAKE_SOURCE_DIR}/po/${domain}/${domain}.pot|${translations}")
-  endforeach()
-  string(REPLACE ";" "!" commands "${commands}")
-  add_test(NAME catalogues-are-up-to-date
-           COMMAND ${CMAKE_COMMAND} -D MSGCMP=${MSGCMP} -D BUILD=${CMAKE_BINARY_DIR} -D "CATALOGUES=${commands}"
-                   -P ${CMAKE_SOURCE_DIR}/cmake/CheckCatalogues.cmake)
+  string(REPLACE ";" "," domains "${KVR_CATALOGUE_DOMAINS}")
+  add_test(
+    NAME catalogues-are-up-to-date
+    COMMAND ${CMAKE_COMMAND} -D BUILD=${CMAKE_BINARY_DIR} -D SOURCE=${CMAKE_SOURCE_DIR} -D DOMAINS=${domains} -D
+            MSGCMP=${MSGCMP} -P ${CMAKE_SOURCE_DIR}/cmake/CheckCatalogues.cmake)
   set_tests_properties(catalogues-are-up-to-date PROPERTIES LABELS unit TIMEOUT 120)
 endfunction()

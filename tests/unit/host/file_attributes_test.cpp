@@ -1,0 +1,306 @@
+#include "FileCalls.h"
+#include "TemporaryFolder.h"
+
+#include <kvr/KVRUtils.h>
+
+#include <gmock/gmock.h>
+#include <grp.h>
+#include <gtest/gtest.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace KVR::Test
+{
+
+namespace
+{
+
+namespace fs = std::filesystem;
+using testing::UnorderedElementsAre;
+
+/** A tree to change: top/{file, folder/{deep, to-outside}, to-outside, to-folder} and outside/file. */
+class FileAttributes : public testing::Test
+{
+protected:
+    FileAttributes()
+    {
+        FileCalls::Reset();
+        folder_.Folder("top/folder");
+        folder_.Folder("outside");
+        top_ = folder_.Path("top");
+        for (const char* const name : {"top/file", "top/folder/deep", "outside/file"})
+        {
+            folder_.File(name);
+            SetMode(name, 0640);
+        }
+        for (const char* const name : {"top", "top/folder", "outside"})
+        {
+            SetMode(name, 0750);
+        }
+        fs::create_symlink(folder_.Path("outside"), folder_.Path("top/to-outside"));
+        fs::create_symlink(folder_.Path("outside/file"), folder_.Path("top/folder/to-outside-file"));
+        fs::create_symlink("folder", folder_.Path("top/to-folder"));
+        fs::create_symlink("top", folder_.Path("to-top"));
+    }
+    ~FileAttributes() override { FileCalls::Reset(); }
+
+    void SetMode(const std::string& name, mode_t mode) const
+    {
+        ASSERT_EQ(chmod(folder_.Path(name).c_str(), mode), 0);
+    }
+
+    unsigned Mode(const std::string& name) const
+    {
+        struct stat status = {};
+        EXPECT_EQ(lstat(folder_.Path(name).c_str(), &status), 0);
+        return status.st_mode & 07777U;
+    }
+
+    /** The calls as "what path-below-the-temporary-folder user:group". */
+    std::vector<std::string> OwnerCalls() const
+    {
+        std::vector<std::string> calls;
+        for (const FileCalls::Owner& call : FileCalls::owners)
+        {
+            calls.push_back((call.follows ? "follow " : "change ") +
+                            call.path.substr(folder_.Path("").size()) + ' ' +
+                            std::to_string(static_cast<int>(call.user)) + ':' +
+                            std::to_string(static_cast<int>(call.group)));
+        }
+        return calls;
+    }
+
+    TemporaryFolder folder_;
+    std::string top_;
+};
+
+} // namespace
+
+TEST_F(FileAttributes, ChmodOfAFileSetsItsBits)
+{
+    EXPECT_TRUE(Chmod(folder_.Path("top/file"), 0604, false));
+    EXPECT_EQ(Mode("top/file"), 0604U);
+}
+
+TEST_F(FileAttributes, ChmodWithoutRecursionLeavesTheContentsOfAFolder)
+{
+    EXPECT_TRUE(Chmod(top_, 0700, false));
+    EXPECT_EQ(Mode("top"), 0700U);
+    EXPECT_EQ(Mode("top/file"), 0640U);
+    EXPECT_EQ(Mode("top/folder"), 0750U);
+}
+
+TEST_F(FileAttributes, ChmodWithRecursionGivesTheSameBitsToEverythingBelow)
+{
+    EXPECT_TRUE(Chmod(top_, 0701, true));
+    EXPECT_EQ(Mode("top"), 0701U);
+    EXPECT_EQ(Mode("top/file"), 0701U);
+    EXPECT_EQ(Mode("top/folder"), 0701U);
+    EXPECT_EQ(Mode("top/folder/deep"), 0701U);
+}
+
+TEST_F(FileAttributes, ChmodWithRecursionTakesAPlainFileToo)
+{
+    EXPECT_TRUE(Chmod(folder_.Path("top/file"), 0604, true));
+    EXPECT_EQ(Mode("top/file"), 0604U);
+}
+
+TEST_F(FileAttributes, ChmodWithRecursionNeverFollowsLinksInside)
+{
+    EXPECT_TRUE(Chmod(top_, 0701, true));
+    EXPECT_EQ(Mode("outside"), 0750U);
+    EXPECT_EQ(Mode("outside/file"), 0640U);
+}
+
+TEST_F(FileAttributes, ChmodOfALinkToATreeChangesTheTree)
+{
+    EXPECT_TRUE(Chmod(folder_.Path("to-top"), 0701, true));
+    EXPECT_EQ(Mode("top"), 0701U);
+    EXPECT_EQ(Mode("top/folder/deep"), 0701U);
+    EXPECT_EQ(Mode("outside/file"), 0640U);
+}
+
+TEST_F(FileAttributes, ChmodMayTakeTheRightToSearchAway)
+{
+    EXPECT_TRUE(Chmod(top_, 0600, true));
+    EXPECT_EQ(Mode("top"), 0600U);
+    SetMode("top", 0700);
+    EXPECT_EQ(Mode("top/folder"), 0600U);
+    SetMode("top/folder", 0700);
+    EXPECT_EQ(Mode("top/folder/deep"), 0600U);
+}
+
+TEST_F(FileAttributes, ChmodMayGiveTheRightToReadAFolder)
+{
+    FileCalls::unreadable = "folder";
+    EXPECT_TRUE(Chmod(top_, 0701, true));
+    EXPECT_EQ(Mode("top/folder"), 0701U);
+    EXPECT_EQ(Mode("top/folder/deep"), 0701U);
+}
+
+TEST_F(FileAttributes, ChmodOfAMissingPathFails)
+{
+    EXPECT_FALSE(Chmod(folder_.Path("missing"), 0600, false));
+    EXPECT_FALSE(Chmod(folder_.Path("missing"), 0600, true));
+    EXPECT_FALSE(Chmod("", 0600, true));
+}
+
+TEST_F(FileAttributes, ChmodGoesOnAfterAFailureAndTellsOfIt)
+{
+    for (const char* const name : {"top/a", "top/b", "top/c"})
+    {
+        folder_.File(name);
+    }
+    FileCalls::failing = "b";
+    EXPECT_FALSE(Chmod(top_, 0701, true));
+    EXPECT_EQ(Mode("top"), 0701U);
+    EXPECT_EQ(Mode("top/a"), 0701U);
+    EXPECT_EQ(Mode("top/c"), 0701U);
+    EXPECT_EQ(Mode("top/file"), 0701U);
+    EXPECT_EQ(Mode("top/folder/deep"), 0701U);
+}
+
+TEST_F(FileAttributes, ChmodTellsOfAFailureDeepInside)
+{
+    FileCalls::failing = "deep";
+    EXPECT_FALSE(Chmod(top_, 0701, true));
+    EXPECT_EQ(Mode("top/folder"), 0701U);
+}
+
+TEST_F(FileAttributes, AFolderThatIsReplacedByALinkMeanwhileDoesNotLeadOut)
+{
+    FileCalls::afterLook = [this](const std::string& name)
+    {
+        if (name == "folder")
+        {
+            fs::rename(folder_.Path("top/folder"), folder_.Path("moved"));
+            fs::create_symlink(folder_.Path("outside"), folder_.Path("top/folder"));
+        }
+    };
+    EXPECT_FALSE(Chmod(top_, 0701, true));
+    EXPECT_TRUE(fs::is_symlink(folder_.Path("top/folder")));
+    EXPECT_EQ(Mode("outside"), 0750U);
+    EXPECT_EQ(Mode("outside/file"), 0640U);
+}
+
+TEST_F(FileAttributes, AFileThatIsReplacedByALinkMeanwhileDoesNotLeadOut)
+{
+    FileCalls::afterLook = [this](const std::string& name)
+    {
+        if (name == "file")
+        {
+            fs::remove(folder_.Path("top/file"));
+            fs::create_symlink(folder_.Path("outside/file"), folder_.Path("top/file"));
+        }
+    };
+    EXPECT_FALSE(Chmod(top_, 0701, true));
+    EXPECT_TRUE(fs::is_symlink(folder_.Path("top/file")));
+    EXPECT_EQ(Mode("outside/file"), 0640U);
+}
+
+TEST_F(FileAttributes, AFileThatIsRemovedMeanwhileIsNoFailure)
+{
+    FileCalls::beforeLook = [this](const std::string& name)
+    {
+        if (name == "file")
+        {
+            fs::remove(folder_.Path("top/file"));
+        }
+    };
+    EXPECT_TRUE(Chmod(top_, 0701, true));
+    EXPECT_FALSE(fs::exists(folder_.Path("top/file")));
+}
+
+TEST_F(FileAttributes, ChownOfAFileTakesNumbers)
+{
+    EXPECT_TRUE(Chown(folder_.Path("top/file"), "1234", "4321", false));
+    EXPECT_THAT(OwnerCalls(), UnorderedElementsAre("follow top/file 1234:4321"));
+}
+
+TEST_F(FileAttributes, ChownTakesNamesOfAccounts)
+{
+    const passwd* const root = getpwuid(0);     // NOLINT(concurrency-mt-unsafe)
+    const group* const rootGroup = getgrgid(0); // NOLINT(concurrency-mt-unsafe)
+    EXPECT_TRUE(Chown(folder_.Path("top/file"), root->pw_name, rootGroup->gr_name, false));
+    EXPECT_THAT(OwnerCalls(), UnorderedElementsAre("follow top/file 0:0"));
+}
+
+TEST_F(FileAttributes, ChownLeavesWhatHasAnEmptyNameAsItIs)
+{
+    EXPECT_TRUE(Chown(folder_.Path("top/file"), "1234", "", false));
+    EXPECT_TRUE(Chown(folder_.Path("top/file"), "", "4321", false));
+    EXPECT_THAT(OwnerCalls(), UnorderedElementsAre("follow top/file 1234:-1", "follow top/file -1:4321"));
+}
+
+TEST_F(FileAttributes, ChownWithAnUnknownNameFailsAndChangesNothing)
+{
+    EXPECT_FALSE(Chown(top_, "no such user", "0", true));
+    EXPECT_FALSE(Chown(top_, "0", "no such group", true));
+    EXPECT_FALSE(Chown(top_, "-1", "0", true));
+    EXPECT_THAT(OwnerCalls(), UnorderedElementsAre());
+}
+
+TEST_F(FileAttributes, ChownTakesNoNumberBeyondTheLargestId)
+{
+    EXPECT_TRUE(Chown(top_, "4294967294", "0", false));
+    EXPECT_THAT(OwnerCalls(), UnorderedElementsAre("follow top -2:0"));
+    EXPECT_FALSE(Chown(top_, "4294967295", "0", false));
+    EXPECT_FALSE(Chown(top_, "4294967296", "0", false));
+    EXPECT_FALSE(Chown(top_, "18446744073709551616", "0", false));
+}
+
+TEST_F(FileAttributes, ChownWithoutRecursionLeavesTheContentsOfAFolder)
+{
+    EXPECT_TRUE(Chown(top_, "1", "2", false));
+    EXPECT_THAT(OwnerCalls(), UnorderedElementsAre("follow top 1:2"));
+}
+
+TEST_F(FileAttributes, ChownWithRecursionChangesEverythingBelowAndNeverFollowsLinks)
+{
+    EXPECT_TRUE(Chown(top_, "1", "2", true));
+    EXPECT_THAT(OwnerCalls(),
+                UnorderedElementsAre("change top 1:2", "change top/file 1:2", "change top/folder 1:2",
+                                     "change top/folder/deep 1:2", "change top/folder/to-outside-file 1:2",
+                                     "change top/to-outside 1:2", "change top/to-folder 1:2"));
+}
+
+TEST_F(FileAttributes, ChownOfALinkToATreeChangesTheTree)
+{
+    EXPECT_TRUE(Chown(folder_.Path("to-top"), "1", "2", true));
+    EXPECT_THAT(OwnerCalls(), testing::Contains("change top/folder/deep 1:2"));
+}
+
+TEST_F(FileAttributes, ChownGoesOnAfterAFailureAndTellsOfIt)
+{
+    FileCalls::failing = "deep";
+    EXPECT_FALSE(Chown(top_, "1", "2", true));
+    EXPECT_THAT(OwnerCalls(), testing::IsSupersetOf({"change top 1:2", "change top/file 1:2",
+                                                     "change top/folder 1:2", "change top/to-folder 1:2"}));
+}
+
+TEST_F(FileAttributes, ChownOfAMissingPathFails)
+{
+    EXPECT_FALSE(Chown(folder_.Path("missing"), "1", "2", true));
+    EXPECT_FALSE(Chown(folder_.Path("missing"), "1", "2", false));
+}
+
+TEST_F(FileAttributes, ChownToTheOwnAccountReallySucceeds)
+{
+    FileCalls::changeOwners = true;
+    const std::string user = std::to_string(geteuid());
+    const std::string group = std::to_string(getegid());
+    EXPECT_TRUE(Chown(top_, user, group, true));
+    EXPECT_TRUE(Chown(folder_.Path("top/file"), user, group, false));
+}
+
+TEST_F(FileAttributes, NoDescriptorIsLeftOpen)
+{
+    const auto openDescriptors = []
+    { return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator()); };
+    const auto before = openDescriptors();
+    EXPECT_TRUE(Chmod(top_, 0701, true));
+    EXPECT_EQ(openDescriptors(), before);
+}
+
+} // namespace KVR::Test
