@@ -97,12 +97,18 @@ public:
 
     /**
      * Searches and receives the whole result (ldap_search_ext_s(3)).
-     * @param base DN to start from, @param filter filter (RFC 4515); both in UTF-8
+     *
+     * The library follows referrals and search references on its own, anonymously; a server behind
+     * a reference that can't be reached makes the whole search fail.
+     * @param base DN to start from, in UTF-8
+     * @param filter filter (RFC 4515), in UTF-8; never empty, the library answers that by closing
+     *        the connection
      * @param attributes names to return, not changed; none means all user attributes
      * @param scope any value outside the enumeration searches the subtree
      * @return the result, owned by the caller; null when the base does not exist. A result cut by
      *         the server's size limit is returned too: GetLastError right after Search is 4 then
-     * @throws EKVRCheckError without a session, EKVROpenLdapError for any other failure
+     * @throws EKVRCheckError without a session
+     * @throws EKVROpenLdapError for any other failure
      */
     virtual std::shared_ptr<IKVRLdapQuery> Search(const std::string& base, const std::string& filter,
                                                   std::list<std::string>& attributes, alSCOPE scope) = 0;
@@ -136,7 +142,8 @@ public:
 
     /**
      * Changes one binary value.
-     * @param data bytes, not copied; @param size number of bytes
+     * @param data bytes, not copied
+     * @param size number of bytes
      */
     virtual void SetAttrBinaryValue(const std::string& dn, const std::string& attribute, const char* data,
                                     unsigned long size, alOPERATION operation) = 0;

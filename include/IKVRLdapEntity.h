@@ -18,6 +18,8 @@ namespace KVR
  * Note that Rename, and Update of the local copy only, can throw `std::out_of_range`, which is
  * outside the host's error family.
  *
+ * Arguments taken by reference must not be parts of the entity itself, nor of each other.
+ *
  * The order of the virtual table is fixed, the destructor stands last.
  */
 class IKVRLdapEntity
@@ -69,8 +71,10 @@ public:
     /**
      * Applies changes on the server (IKVRLdapConnection::UpdateDN), then to the copy.
      * @param changes values by attribute name, with a mode character in front: '!' remove the
-     *        attribute, '+' add the value, '-' remove the value, '=' replace
-     * @param localOnly true leaves the server alone
+     *        attribute, '+' add the value, '-' remove the value, '=' replace. In the copy "-"
+     *        compares byte for byte; "=" sets every value that is there, so two stay two and none
+     *        stays none
+     * @param localOnly true leaves the server alone; changes of an unknown mode are passed over
      * @throws EKVRCheckError when the DN is empty
      * @throws std::out_of_range for an empty key when `localOnly` is true
      */
@@ -78,23 +82,30 @@ public:
 
     /**
      * Gives the entry a new RDN under the same parent (IKVRLdapConnection::RenameDN), then
-     * follows in the copy.
+     * follows in the copy: what stands before the first comma of the DN, escaped or not, is
+     * replaced, and the first value of the attribute of just this spelling gets the new value.
+     * An RDN without "=" counts as name and value at once.
      * @throws EKVRCheckError when the RDN or the DN is empty
      * @throws std::out_of_range when the DN has no comma; the server has renamed by then
      */
     virtual void Rename(const std::string& newRdn) = 0;
 
-    /** DN of the creator (RFC 4512, section 3.4.3), read from the server once. */
-    virtual std::string creator() = 0;
-
-    /** DN of the last modifier (RFC 4512, section 3.4.4), read from the server each time. */
-    virtual std::string modifier() = 0;
-
-    /** Time of creation as generalized time (RFC 4517, section 3.3.13), read once. */
-    virtual std::string created() = 0;
-
-    /** Time of the last change as generalized time, read from the server each time. */
-    virtual std::string modified() = 0;
+    /** @name Stamps
+     * Who created and last changed the entry, and when, as the server's text: DNs, and generalized
+     * time (RFC 4517, section 3.3.13). They are read by a search of their own through the
+     * connection. What the server does not show is "" and logged at level 0; when the entry is gone,
+     * the stamps stay as they were last read, or "".
+     *
+     * creator and created are read once, until Clear or the next Fetch into the entity; modifier
+     * and modified are read by every call.
+     * @throws EKVRCheckError when the DN is empty and the server has to be asked; what
+     *         IKVRLdapConnection::Search and IKVRLdapQuery::Fetch throw
+     * @{ */
+    virtual std::string creator() = 0;  /**< RFC 4512, section 3.4.1 */
+    virtual std::string modifier() = 0; /**< RFC 4512, section 3.4.3 */
+    virtual std::string created() = 0;  /**< RFC 4512, section 3.4.2 */
+    virtual std::string modified() = 0; /**< RFC 4512, section 3.4.4 */
+    /** @} */
 
     virtual ~IKVRLdapEntity() = default;
 

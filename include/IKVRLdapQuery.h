@@ -31,14 +31,28 @@ public:
     /**
      * Steps to the next entry and fills the entity with it. After the last entry the cursor
      * stands before the first again, so stop at the first `false`.
+     *
+     * How a walk ends is decided by the last operation on the connection, which is the search
+     * unless another one came in between. A result that the size limit cut is then logged as a
+     * warning at level 1; reading an entity's modified() during the walk hides that.
+     *
+     * When an exception leaves the call, the cursor has moved and the entity holds what had been
+     * read; a repeated call goes on with the following entry.
      * @param entity reused when it points to one, made otherwise; left as it is at the end
-     * @return false at the end of the result; a result cut by the size limit is logged at level 1
-     * @throws EKVROpenLdapError when, at the end, the last operation of the connection had failed,
-     *         or when the entry can't be read
+     * @return false at the end of the result
+     * @throws EKVROpenLdapError when the entry can't be read, or at the end when the last
+     *         operation on the connection had failed
+     * @throws EKVRInternalError when a value can't be converted to the locale's character set or
+     *         the result code can't be read
+     * @throws EKVRError when the locale's character set is unknown to iconv(3)
      */
     virtual bool Fetch(std::shared_ptr<IKVRLdapEntity>& entity) = 0;
 
-    /** Number of entries in the whole result; the cursor stays where it is. */
+    /**
+     * Number of entries in the whole result; the cursor stays where it is.
+     * @return -1 when the library can't count and gives no reason
+     * @throws EKVROpenLdapError when it gives one
+     */
     virtual int Count() = 0;
 
     virtual ~IKVRLdapQuery() = default;

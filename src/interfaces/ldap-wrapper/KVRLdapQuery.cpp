@@ -26,7 +26,7 @@ void reportAttribute(const char* function, unsigned long line, const char* forma
     CKVRLogProvider::GetLogProvider().Put(kvrLOG_FAILURE, 1, call(1, format, name.c_str()));
 }
 
-/** What std::string::substr throws; hosts know the text. */
+/** Hosts compare this text, which is shorter than the one std::string::substr has of its own. */
 [[noreturn]] void throwOutOfRange()
 {
     throw std::out_of_range("basic_string::substr");
@@ -45,7 +45,10 @@ CKVRLdapQuery::CKVRLdapQuery(CKVRLdapConnection& owner)
 {
 }
 
-CKVRLdapQuery::~CKVRLdapQuery() = default;
+CKVRLdapQuery::~CKVRLdapQuery()
+{
+    message.reset();
+}
 
 void CKVRLdapQuery::First()
 {

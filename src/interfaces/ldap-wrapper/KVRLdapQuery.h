@@ -38,6 +38,7 @@ public:
 class CKVRLdapQuery : public IKVRLdapQuery
 {
 public:
+    /** Without a result: only a query that Search returned may be fetched from or counted. */
     explicit CKVRLdapQuery(CKVRLdapConnection& owner);
     ~CKVRLdapQuery() override;
 
@@ -46,9 +47,13 @@ public:
     int Count() override;
 
     /**
-     * Fills the entity from the entry that the cursor stands on.
-     * @throws EKVRInternalError when the pointer is empty
-     * @throws EKVROpenLdapError when the entry can't be read; the entity keeps what was read before
+     * Fills the entity from the entry that the cursor stands on; it has to stand on one, and the
+     * session has to exist, for libldap ends the process otherwise. An entity keeps what was read
+     * before an exception.
+     * @throws EKVRInternalError when the pointer is empty, a value can't be converted or the
+     *         result code can't be read
+     * @throws EKVROpenLdapError when DN or values can't be read
+     * @throws EKVRError when the locale's character set is unknown to iconv(3)
      */
     void FetchAttributes(std::shared_ptr<IKVRLdapEntity>& entity);
 

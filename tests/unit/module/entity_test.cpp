@@ -21,7 +21,7 @@ using testing::StrictMock;
 using testing::Throw;
 using testing::UnorderedElementsAre;
 
-/** What std::string::substr throws; hosts rely on class and text. */
+/** Hosts rely on class and text. */
 const Caught substrError{typeid(std::out_of_range), "basic_string::substr", "", ""};
 
 class Entity : public testing::Test
@@ -176,6 +176,18 @@ TEST_F(Entity, DeleteGoesThroughTheConnectionAndKeepsTheCopy)
     EXPECT_THAT(entity.attributes, ElementsAre(Pair("cn", "a")));
 }
 
+TEST_F(Entity, CreateAndDeletePassTheConnectionsErrorAndKeepTheCopy)
+{
+    entity.dn = "cn=a,dc=x";
+    entity.attributes = {{"cn", "a"}};
+    EXPECT_CALL(connection, AddDN).WillOnce(Throw(EKVRError("not added", "why")));
+    EXPECT_CALL(connection, DeleteDN).WillOnce(Throw(EKVRError("not deleted", "why")));
+    EXPECT_EQ(caught([&] { entity.Create(); }), (Caught{typeid(EKVRError), "not added", "why", ""}));
+    EXPECT_EQ(caught([&] { entity.Delete(); }), (Caught{typeid(EKVRError), "not deleted", "why", ""}));
+    EXPECT_EQ(entity.dn, "cn=a,dc=x");
+    EXPECT_THAT(entity.attributes, ElementsAre(Pair("cn", "a")));
+}
+
 TEST_F(Entity, UpdateSendsTheChangesThroughTheConnectionFirst)
 {
     entity.dn = "cn=a,dc=x";
@@ -256,6 +268,24 @@ TEST_F(Entity, UpdateAppliesChangesInTheOrderOfThePrefixedKeys)
     AttributeMap changes{{"=mail", "last"}, {"+mail", "added"}, {"!mail", ""}};
     entity.Update(changes, true);
     EXPECT_THAT(entity.attributes, ElementsAre(Pair("mail", "last")));
+}
+
+TEST_F(Entity, UpdateRemovesValuesAfterAddingAndBeforeReplacing)
+{
+    entity.dn = "cn=a,dc=x";
+    entity.attributes = {{"mail", "a"}, {"mail", "b"}};
+    AttributeMap changes{{"-mail", "new"}, {"+mail", "new"}, {"-mail", "a"}, {"=mail", "last"}};
+    entity.Update(changes, true);
+    EXPECT_THAT(entity.attributes, ElementsAre(Pair("mail", "last"))) << "only b was left to be replaced";
+}
+
+TEST_F(Entity, UpdateWithTwoReplacementsOfOneAttributeKeepsTheLast)
+{
+    entity.dn = "cn=a,dc=x";
+    entity.attributes = {{"mail", "a"}};
+    AttributeMap changes{{"=mail", "z"}, {"=mail", "y"}};
+    entity.Update(changes, true);
+    EXPECT_THAT(entity.attributes, ElementsAre(Pair("mail", "y")));
 }
 
 TEST_F(Entity, LocalUpdateIgnoresAnUnknownMode)
@@ -448,6 +478,18 @@ TEST_F(EntityStamps, ThatTheServerWithholdsAreEmptyAndLogged)
                 ElementsAre(Pair(kvrLOG_FAILURE, "LDAP attribute 'creatorsName' not found"),
                             Pair(kvrLOG_FAILURE, "LDAP attribute 'modifiersName' not found"),
                             Pair(kvrLOG_FAILURE, "LDAP attribute 'createTimestamp' not found")));
+}
+
+TEST_F(EntityStamps, PassTheErrorOfTheFetchAndStayAsTheyWere)
+{
+    const auto broken = connection.queryWith({stamps("new")});
+    broken->makeEntity = []() -> std::shared_ptr<IKVRLdapEntity> { throw EKVRError("fetch", ""); };
+    EXPECT_CALL(connection, Search)
+        .WillOnce(Return(connection.queryWith({stamps("")})))
+        .WillOnce(Return(broken));
+    EXPECT_EQ(entity.modified(), "modified");
+    EXPECT_EQ(caught([&] { entity.modified(); }).message, "fetch");
+    EXPECT_EQ(entity.created(), "created");
 }
 
 TEST_F(EntityStamps, PassTheErrorOfTheSearch)

@@ -34,6 +34,14 @@ using testing::Pair;
 const std::string accessTail = "[c]Insufficient access. The user should have administrator privilege. - ";
 const std::string connectPlace = " in KVRLdapConnection.cpp:LINE(Connect)";
 
+/** Lets a cursor get to its own reading of the result code. */
+class SureOfItself : public CKVRLdapConnection
+{
+public:
+    using CKVRLdapConnection::CKVRLdapConnection;
+    bool IsConnected() override { return true; }
+};
+
 class OpenQuery : public CKVRLdapQuery
 {
 public:
@@ -217,6 +225,28 @@ TEST_F(Translation, OfTheCursorsTextsIsTheModules)
     EXPECT_EQ(message([&] { query->Fetch(none); }),
               "[w]OpenLDAP error [w]on fetching attributes - Size limit exceeded in "
               "KVRLdapConnection.cpp:LINE(InternalCheck)");
+}
+
+TEST_F(Translation, OfUnreadableValuesIsTheModules)
+{
+    connect();
+    server.onSearch(Answer().entry("cn=a,dc=x", {{"cn", {"a"}}}).result(LDAP_SIZELIMIT_EXCEEDED));
+    const auto query = searchPeople();
+    library.withheldValues = {"cn"};
+    std::shared_ptr<IKVRLdapEntity> entity;
+    EXPECT_EQ(message([&] { query->Fetch(entity); }),
+              "[w]OpenLDAP error [w]on fetching attributes - Size limit exceeded in "
+              "KVRLdapConnection.cpp:LINE(InternalCheck)");
+}
+
+TEST_F(Translation, OfAResultCodeThatIsUnreadableAtTheEndOfAWalkIsTheModules)
+{
+    SureOfItself sure(host);
+    sure.Connect(server.target(), KVRAuthAnonymous);
+    const auto query = sure.Search("dc=x", "(cn=*)", all, alSCOPE_SUB);
+    library.unreadableOptions = {LDAP_OPT_RESULT_CODE};
+    std::shared_ptr<IKVRLdapEntity> entity;
+    EXPECT_EQ(message([&] { query->Fetch(entity); }), "[w]on getting ldap error code.");
 }
 
 TEST_F(Translation, OfTheEndOfAWalkIsTheModules)
