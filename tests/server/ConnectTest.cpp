@@ -15,7 +15,7 @@ protected:
     ConnectTest()
     {
         // Writing to a connection that the server has closed must not end the test.
-        std::signal(SIGPIPE, SIG_IGN);
+        (void)std::signal(SIGPIPE, SIG_IGN);
     }
 
     /** Asks the server itself whether the session works. */

@@ -11,7 +11,6 @@ namespace
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::Pair;
 using testing::SizeIs;
 
 const std::string units = "ou=units,dc=example,dc=com";

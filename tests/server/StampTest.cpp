@@ -8,7 +8,6 @@ namespace
 {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::Pair;
 
 const std::string bench = "cn=bench,ou=lab,dc=example,dc=com";

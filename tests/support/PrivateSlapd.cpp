@@ -57,6 +57,7 @@ private:
 pid_t spawn(std::vector<std::string> words, int input, int output)
 {
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (std::string& word : words)
     {
         arguments.push_back(word.data());
