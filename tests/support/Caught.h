@@ -2,8 +2,9 @@
 
 #include <kvr/EKVRError.h>
 
+#include <cstddef>
+#include <exception>
 #include <ostream>
-#include <regex>
 #include <string>
 #include <typeindex>
 #include <typeinfo>
@@ -33,10 +34,19 @@ inline std::ostream& operator<<(std::ostream& stream, const Caught& error)
 }
 
 /** The text with every source line number, which has to be above 0, replaced by LINE. */
-inline std::string withoutLines(const std::string& text)
+inline std::string withoutLines(std::string text)
 {
-    static const std::regex lineNumber("(\\.cpp):[1-9][0-9]*\\(");
-    return std::regex_replace(text, lineNumber, "$1:LINE(");
+    static const std::string fileEnd = ".cpp:";
+    for (std::size_t at = text.find(fileEnd); at != std::string::npos; at = text.find(fileEnd, at))
+    {
+        at += fileEnd.size();
+        const std::size_t end = text.find_first_not_of("0123456789", at);
+        if (end != at && end != std::string::npos && text[end] == '(' && text[at] != '0')
+        {
+            text.replace(at, end - at, "LINE");
+        }
+    }
+    return text;
 }
 
 /** Runs the call and tells what it has thrown. */

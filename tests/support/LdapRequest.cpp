@@ -17,7 +17,7 @@ namespace KVR::Support
 namespace
 {
 
-constexpr std::size_t longFormBit = 0x80;
+constexpr std::size_t highBit = 0x80;
 
 /** One encoded element: its tag and the bytes between its length and its end. */
 struct Element
@@ -69,10 +69,11 @@ int number(const std::string& content)
     {
         throw std::runtime_error("the request holds a number of odd size");
     }
-    int value = static_cast<signed char>(content[0]);
-    for (std::size_t i = 1; i < content.size(); i++)
+    const bool negative = static_cast<unsigned char>(content[0]) >= highBit;
+    int value = negative ? -1 : 0;
+    for (const char byte : content)
     {
-        value = value * 256 + static_cast<unsigned char>(content[i]);
+        value = value * 256 + static_cast<unsigned char>(byte);
     }
     return value;
 }
@@ -331,9 +332,9 @@ std::size_t completeMessageLength(const std::string& bytes)
     }
     std::size_t head = 2;
     std::size_t length = static_cast<unsigned char>(bytes[1]);
-    if ((length & longFormBit) != 0)
+    if ((length & highBit) != 0)
     {
-        head += length & ~longFormBit;
+        head += length & ~highBit;
         if (head > 2 + sizeof(std::uint32_t))
         {
             throw std::runtime_error("the request's length is not well encoded");

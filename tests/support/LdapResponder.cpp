@@ -343,7 +343,7 @@ Answer LdapResponder::chooseAnswer(const LdapRequest& request)
         auto& waiting = answers_[request.operation];
         if (!waiting.empty())
         {
-            const Answer next = waiting.front();
+            Answer next = waiting.front();
             waiting.pop_front();
             return next;
         }

@@ -2,9 +2,12 @@
 
 #include <kvr/CKVRInterface.h>
 
+#include <regex.h>
+
 #include <algorithm>
-#include <regex>
+#include <memory>
 #include <stdexcept>
+#include <utility>
 
 namespace KVR::Support
 {
@@ -97,7 +100,13 @@ bool RecordingHost::MatchRegex(const std::string& pattern, const std::string& te
 {
     enter("MatchRegex",
           pattern + " " + text + (groups != nullptr ? " groups " : " null ") + std::to_string(flags));
-    return std::regex_search(text, std::regex(pattern));
+    regex_t compiled{};
+    if (::regcomp(&compiled, pattern.c_str(), REG_EXTENDED | REG_NOSUB) != 0)
+    {
+        throw std::invalid_argument(pattern);
+    }
+    const std::unique_ptr<regex_t, decltype(&::regfree)> owner(&compiled, &::regfree);
+    return ::regexec(&compiled, text.c_str(), 0, nullptr, 0) == 0;
 }
 
 } // namespace KVR::Support

@@ -1,5 +1,4 @@
 #include "ConnectionTest.h"
-#include "ScopedEnvironment.h"
 
 #include <clocale>
 #include <vector>
@@ -10,8 +9,6 @@ namespace KVR
 namespace
 {
 
-using Support::LogCapture;
-using Support::RecordingHost;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::Pair;
@@ -120,7 +117,7 @@ TEST_F(ConnectTest, ALocaleWithACharacterSetDoesNotAskTheHostForOne)
     ASSERT_NE(nullptr, std::setlocale(LC_CTYPE, "C.UTF-8"));
     CKVRLdapConnection connection(host);
     connect(connection);
-    std::setlocale(LC_CTYPE, "C");
+    ASSERT_NE(nullptr, std::setlocale(LC_CTYPE, "C"));
     EXPECT_EQ("\xe4", connection.LocalToUtf8("\xe4"));
 }
 

@@ -374,7 +374,7 @@ protected:
     /** What the three operations throw, which has to be the same. */
     Caught operationsOf(IKVRLdapQuery& query)
     {
-        const Caught first = caught([&] { query.First(); });
+        Caught first = caught([&] { query.First(); });
         const Caught count = caught([&] { query.Count(); });
         const Caught fetch = caught([&] { query.Fetch(entity); });
         EXPECT_EQ(first, count);

@@ -262,7 +262,7 @@ private:
     {
         for (const auto& [key, value] : pairs)
         {
-            call += " " + key + "=" + value;
+            call.append(" ").append(key).append("=").append(value);
         }
         calls.push_back(call);
         if (refuses)
