@@ -81,9 +81,6 @@ TEST_F(CursorTest, ASearchThatFindsNothingEndsAtOnceAndLeavesThePointerEmpty)
 
 TEST_F(CursorTest, SearchReferencesAreNoEntries)
 {
-    connection.Disconnect();
-    // The library follows references by itself; without rights to chase them they stay in the result.
-    connect(connection);
     ldap_set_option(library.session, LDAP_OPT_REFERRALS, LDAP_OPT_OFF);
     const QueryPointer query = searchFor(Answer()
                                              .reference({responder.uri() + "/dc=y"})
@@ -91,6 +88,18 @@ TEST_F(CursorTest, SearchReferencesAreNoEntries)
                                              .reference({responder.uri() + "/dc=z"}));
     EXPECT_EQ(1, query->Count());
     EXPECT_THAT(walk(*query), ElementsAre("cn=a,dc=x"));
+}
+
+TEST_F(CursorTest, TheLibraryFollowsSearchReferencesWithAnAnonymousBind)
+{
+    Support::LdapResponder other;
+    other.onSearch(Answer().entry("cn=z,dc=y"));
+    const QueryPointer query = searchFor(Answer().entry("cn=a,dc=x").reference({other.uri() + "/dc=y"}));
+    EXPECT_THAT(walk(*query), ::testing::UnorderedElementsAre("cn=a,dc=x", "cn=z,dc=y"));
+    ASSERT_THAT(other.operations(), ElementsAre(Operation::Bind, Operation::Search));
+    EXPECT_TRUE(other.only(Operation::Bind).bind.simple);
+    EXPECT_EQ("", other.only(Operation::Bind).dn);
+    EXPECT_EQ("dc=y", other.only(Operation::Search).dn);
 }
 
 TEST_F(CursorTest, AnEmptyPointerGetsANewEntityOfTheConnection)
