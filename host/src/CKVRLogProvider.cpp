@@ -100,7 +100,6 @@ void CKVRLogProvider::SetSink(Sink target)
 
 void CKVRLogProvider::SetFile(const std::string& path)
 {
-    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg)
     auto file =
         std::make_shared<Descriptor>(open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0640));
     if (!*file)

@@ -19,7 +19,7 @@ namespace
 
 std::string loaderError()
 {
-    const char* const error = dlerror(); // NOLINT(concurrency-mt-unsafe): glibc keeps it for each thread
+    const char* const error = dlerror();
     return error != nullptr ? error : "";
 }
 

@@ -126,7 +126,7 @@ bool changeContents(int directory, const Change& change)
     for (;;)
     {
         errno = 0;
-        const dirent* const entry = readdir(stream.get()); // NOLINT(concurrency-mt-unsafe): our own stream
+        const dirent* const entry = readdir(stream.get());
         if (entry == nullptr)
         {
             return all && errno == 0;

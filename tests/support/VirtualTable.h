@@ -23,7 +23,7 @@ Result callSlot(Interface& object, std::size_t slot, Arguments... arguments)
 {
     using Function = Result (*)(Interface*, Arguments...);
     const void* const* table = nullptr;
-    std::memcpy(&table, &object, sizeof table);
+    std::memcpy(&table, static_cast<const void*>(&object), sizeof table);
     Function function = nullptr;
     std::memcpy(&function, table + slot, sizeof function);
     return function(&object, arguments...);

@@ -26,11 +26,11 @@ class HostCatalogue : public testing::Test
 protected:
     HostCatalogue()
     {
-        std::setlocale(LC_ALL, "C.UTF-8"); // NOLINT(concurrency-mt-unsafe): before any thread
+        EXPECT_NE(std::setlocale(LC_ALL, "C.UTF-8"), nullptr);
         bindtextdomain("libkvr-core", KVR_MARKED_CATALOGUES);
         bindtextdomain("libkvr-ldap-wrapper", KVR_MARKED_CATALOGUES);
     }
-    ~HostCatalogue() override { std::setlocale(LC_ALL, "C"); } // NOLINT(concurrency-mt-unsafe)
+    ~HostCatalogue() override { EXPECT_NE(std::setlocale(LC_ALL, "C"), nullptr); }
 
     Support::ScopedEnvironment language_{"LANGUAGE", "qq"};
     TemporaryFolder folder_;

@@ -61,6 +61,7 @@ protected:
     std::vector<std::string> OwnerCalls() const
     {
         std::vector<std::string> calls;
+        calls.reserve(FileCalls::owners.size());
         for (const FileCalls::Owner& call : FileCalls::owners)
         {
             calls.push_back((call.follows ? "follow " : "change ") +
@@ -220,8 +221,8 @@ TEST_F(FileAttributes, ChownOfAFileTakesNumbers)
 
 TEST_F(FileAttributes, ChownTakesNamesOfAccounts)
 {
-    const passwd* const root = getpwuid(0);     // NOLINT(concurrency-mt-unsafe)
-    const group* const rootGroup = getgrgid(0); // NOLINT(concurrency-mt-unsafe)
+    const passwd* const root = getpwuid(0);
+    const group* const rootGroup = getgrgid(0);
     EXPECT_TRUE(Chown(folder_.Path("top/file"), root->pw_name, rootGroup->gr_name, false));
     EXPECT_THAT(OwnerCalls(), UnorderedElementsAre("follow top/file 0:0"));
 }

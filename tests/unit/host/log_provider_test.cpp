@@ -26,6 +26,22 @@ CKVRLogProvider& provider()
     return CKVRLogProvider::GetLogProvider();
 }
 
+/** Was there before the provider, so its destructor runs behind those of everything that is younger. */
+struct LastWords
+{
+    ~LastWords()
+    {
+        if (armed)
+        {
+            provider().Put(kvrLOG_FAILURE, 1, "the last words");
+        }
+    }
+
+    bool armed = false;
+};
+
+LastWords lastWords;
+
 /** Brings level and target back. */
 class LogProvider : public testing::Test
 {
@@ -195,13 +211,15 @@ TEST_F(LogProvider, AClosedStandardErrorIsHarmless)
 
 TEST_F(LogProvider, DestructorsThatRunAtTheEndOfTheProgramMayLog)
 {
+    const std::string path = folder_.Path("log");
     EXPECT_EXIT(
         {
-            provider().level = kvrLOG_FAILURE;
-            std::atexit([] { provider().Put(kvrLOG_FAILURE, 1, "the last words"); });
-            std::exit(7); // NOLINT(concurrency-mt-unsafe)
+            provider().SetFile(path);
+            lastWords.armed = true;
+            std::exit(7);
         },
-        testing::ExitedWithCode(7), "the last words\n");
+        testing::ExitedWithCode(7), "");
+    EXPECT_EQ(TemporaryFolder::Read(path), "the last words\n");
 }
 
 } // namespace KVR::Test

@@ -93,9 +93,8 @@ TEST_F(TableError, DestroyingCallsSlot0)
 TEST_F(TableError, DeletingCallsSlot1)
 {
     handMade_.Set(1, noteObject);
-    EKVRError& object = handMade_.Get();
-    std::default_delete<EKVRError>()(&object);
-    EXPECT_EQ(seen, &object);
+    std::default_delete<EKVRError>()(&handMade_.Get());
+    EXPECT_EQ(seen, &handMade_.Get());
 }
 
 TEST_F(TableError, WhatCallsSlot2)

@@ -28,6 +28,7 @@ void inThreads(const std::function<void(int)>& function)
 {
     std::atomic<int> waiting{threadCount};
     std::vector<std::thread> threads;
+    threads.reserve(threadCount);
     for (int number = 0; number < threadCount; ++number)
     {
         threads.emplace_back(
