@@ -11,7 +11,7 @@ template <typename T>
 union Immortal
 {
     Immortal() : value() {}
-    ~Immortal() {} // NOLINT(modernize-use-equals-default): a default one would destroy the value
+    ~Immortal() {} // leaves the value alone
 
     Immortal(const Immortal&) = delete;
     Immortal& operator=(const Immortal&) = delete;

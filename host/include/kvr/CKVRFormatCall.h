@@ -58,7 +58,7 @@ private:
         };
 
         Argument() = default;
-        // NOLINTNEXTLINE(google-explicit-constructor): a list of arguments converts itself
+        // implicit, for a list of arguments converts itself
         Argument(const char* value) : kind(Kind::Text), text(value) {}
         Argument(const void* value) : kind(Kind::Pointer), pointer(value) {}
         Argument(double value) : kind(Kind::Real), real(value) {}
