@@ -1,0 +1,175 @@
+#include "RunProgram.h"
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <memory>
+#include <stdexcept>
+
+namespace KVR::CliTest
+{
+
+namespace
+{
+
+/** A file without a name, for what a program prints. */
+class Capture
+{
+public:
+    Capture() : file_(std::tmpfile(), &std::fclose)
+    {
+        if (!file_)
+        {
+            throw std::runtime_error("no temporary file");
+        }
+    }
+
+    int descriptor() const { return fileno(file_.get()); }
+
+    std::string content() const
+    {
+        std::string text;
+        std::rewind(file_.get());
+        for (int each = std::fgetc(file_.get()); each != EOF; each = std::fgetc(file_.get()))
+        {
+            text += static_cast<char>(each);
+        }
+        return text;
+    }
+
+private:
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_;
+};
+
+std::vector<std::string> environmentOf(const Setting& setting)
+{
+    std::map<std::string, std::optional<std::string>> changes = setting.environment;
+    changes.insert({{"LC_ALL", "C.UTF-8"}, {"LANGUAGE", std::nullopt}, {"KRB5CCNAME", std::nullopt}});
+    changes.insert({"KVR_LDAP", KVR_PROGRAM});
+    std::vector<std::string> result;
+    for (char** each = environ; *each != nullptr; ++each)
+    {
+        const std::string variable = *each;
+        if (changes.count(variable.substr(0, variable.find('='))) == 0)
+        {
+            result.push_back(variable);
+        }
+    }
+    for (const auto& [name, value] : changes)
+    {
+        if (value)
+        {
+            result.push_back(name + '=' + *value);
+        }
+    }
+    return result;
+}
+
+std::vector<char*> pointersTo(std::vector<std::string>& texts)
+{
+    std::vector<char*> result;
+    result.reserve(texts.size() + 1);
+    for (std::string& text : texts)
+    {
+        result.push_back(text.data());
+    }
+    result.push_back(nullptr);
+    return result;
+}
+
+/** The writing end of a pipe whose reading end is closed. */
+class DeadPipe
+{
+public:
+    DeadPipe()
+    {
+        if (pipe2(ends_, O_CLOEXEC) != 0)
+        {
+            throw std::runtime_error("no pipe");
+        }
+        close(ends_[0]);
+    }
+    ~DeadPipe() { close(ends_[1]); }
+
+    DeadPipe(const DeadPipe&) = delete;
+    DeadPipe& operator=(const DeadPipe&) = delete;
+
+    int descriptor() const { return ends_[1]; }
+
+private:
+    int ends_[2] = {-1, -1};
+};
+
+Outcome run(const std::string& program, std::vector<std::string> arguments, const Setting& setting)
+{
+    const Capture out;
+    const Capture err;
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    const DeadPipe deadPipe;
+    if (setting.readerGone)
+    {
+        posix_spawn_file_actions_adddup2(&actions, deadPipe.descriptor(), STDOUT_FILENO);
+    }
+    else if (!setting.output)
+    {
+        posix_spawn_file_actions_adddup2(&actions, out.descriptor(), STDOUT_FILENO);
+    }
+    else if (setting.output->empty())
+    {
+        posix_spawn_file_actions_addclose(&actions, STDOUT_FILENO);
+    }
+    else
+    {
+        posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, setting.output->c_str(), O_WRONLY, 0);
+    }
+    posix_spawn_file_actions_adddup2(&actions, err.descriptor(), STDERR_FILENO);
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+
+    // The responder ignores SIGPIPE in the test's own process, and that would be inherited.
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    sigset_t defaults;
+    sigemptyset(&defaults);
+    sigaddset(&defaults, SIGPIPE);
+    posix_spawnattr_setsigdefault(&attributes, &defaults);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
+
+    arguments.insert(arguments.begin(), program);
+    std::vector<std::string> environment = environmentOf(setting);
+    pid_t child = -1;
+    const int error = posix_spawn(&child, program.c_str(), &actions, &attributes,
+                                  pointersTo(arguments).data(), pointersTo(environment).data());
+    posix_spawnattr_destroy(&attributes);
+    posix_spawn_file_actions_destroy(&actions);
+    int status = 0;
+    if (error != 0 || waitpid(child, &status, 0) != child)
+    {
+        throw std::runtime_error("can't run " + program);
+    }
+    const int exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    return {exitStatus, out.content(), err.content()};
+}
+
+} // namespace
+
+Setting inLocale(const std::string& name)
+{
+    return {{{"LC_ALL", name}, {"LOCPATH", KVR_LOCALES}}, std::nullopt, false};
+}
+
+Outcome kvrLdap(const std::vector<std::string>& arguments, const Setting& setting)
+{
+    return run(KVR_PROGRAM, arguments, setting);
+}
+
+Outcome shell(const std::string& script, const Setting& setting)
+{
+    return run("/bin/bash", {"-c", script}, setting);
+}
+
+} // namespace KVR::CliTest

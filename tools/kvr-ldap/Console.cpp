@@ -1,0 +1,91 @@
+#include "Console.h"
+
+#include "Text.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
+
+namespace KVR::Cli
+{
+
+namespace
+{
+
+constexpr std::size_t bufferSize = 65536;
+
+/** Returns 0 or the error number. */
+int writeAll(int descriptor, std::string_view text)
+{
+    while (!text.empty())
+    {
+        const ssize_t written = write(descriptor, text.data(), text.size());
+        if (written >= 0)
+        {
+            text.remove_prefix(static_cast<std::size_t>(written));
+        }
+        else if (errno != EINTR)
+        {
+            return errno;
+        }
+    }
+    return 0;
+}
+
+} // namespace
+
+void StandardOutput::Write(std::string_view text)
+{
+    buffer_ += text;
+    if (buffer_.size() >= bufferSize)
+    {
+        Flush();
+    }
+}
+
+void StandardOutput::Flush()
+{
+    const int error = writeAll(STDOUT_FILENO, buffer_);
+    buffer_.clear();
+    if (error == EPIPE)
+    {
+        throw OutputClosed();
+    }
+    if (error != 0)
+    {
+        throw Failure(ExitCode::Unusable, "standard output", std::generic_category().message(error));
+    }
+}
+
+void Messages::Line(const std::string& text) const
+{
+    // Where standard error itself fails there is nobody left to tell.
+    writeAll(STDERR_FILENO, charset_.FromUtf8(OneLine("kvr-ldap: " + text)) + '\n');
+}
+
+void Messages::Report(const Failure& failure) const
+{
+    Line((failure.subject.empty() ? "" : failure.subject + ": ") + failure.what());
+    if (!failure.advice.empty())
+    {
+        Line("hint: " + failure.advice);
+    }
+}
+
+void OccupyStandardDescriptors()
+{
+    for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor)
+    {
+        // NOLINTBEGIN(cppcoreguidelines-pro-type-vararg)
+        if (fcntl(descriptor, F_GETFD) == -1 && errno == EBADF)
+        {
+            static_cast<void>(
+                open("/dev/null", O_RDWR)); // NOLINT(android-cloexec-open): inherited on purpose
+        }
+        // NOLINTEND(cppcoreguidelines-pro-type-vararg)
+    }
+}
+
+} // namespace KVR::Cli

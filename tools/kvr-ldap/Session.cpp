@@ -1,0 +1,200 @@
+#include "Session.h"
+
+#include "Failure.h"
+#include "Installation.h"
+
+#include <EKVROpenLdapError.h>
+#include <kvr/KVRUtils.h>
+
+#include <utility>
+
+namespace KVR::Cli
+{
+
+namespace
+{
+
+constexpr const char* urisParameter = "KVR_PRM_LDAP_URIS";
+constexpr const char* loading = "loading the plug-in";
+constexpr const char* loadHint = "--module FILE names the plug-in";
+
+using Parameter = std::pair<std::string, std::string>;
+
+Parameter splitParameter(const Charset& charset, const std::string& argument)
+{
+    const std::string text = Utf8Argument(charset, argument);
+    const std::size_t sign = text.find('=');
+    if (sign == std::string::npos || Trim(text.substr(0, sign)).empty())
+    {
+        throw Failure(ExitCode::Usage, "--param", "'" + text + "' is not NAME=VALUE");
+    }
+    return {Trim(text.substr(0, sign)), text.substr(sign + 1)};
+}
+
+std::vector<Parameter> givenParameters(const GlobalOptions& options, const Charset& charset)
+{
+    std::vector<Parameter> result;
+    for (const std::string& argument : options.parameters)
+    {
+        result.push_back(splitParameter(charset, argument));
+    }
+    if (options.uris)
+    {
+        result.emplace_back(urisParameter, Trim(Utf8Argument(charset, *options.uris)));
+    }
+    return result;
+}
+
+void setParameters(CKVRCore& core, const std::vector<Parameter>& parameters,
+                   const std::optional<std::string>& file)
+{
+    for (const auto& [name, value] : parameters)
+    {
+        core.SetParameter(name, value);
+    }
+    if (!file)
+    {
+        return;
+    }
+    try
+    {
+        core.LoadParameters(*file);
+    }
+    catch (const EKVRError& error)
+    {
+        throw Failure(ExitCode::Unusable, "--params", TextOf(error, true, true));
+    }
+}
+
+/** The identity is fixed when the host object is made, so a first one only reads the parameters. */
+KVRHostIdentity identityFrom(CKVRCore& parameters)
+{
+    KVRHostIdentity identity = KVRHostIdentity::OfThisComputer();
+    const auto take = [&parameters](const char* name, std::string& value)
+    {
+        if (parameters.HasParameter(name))
+        {
+            value = parameters.GetParameter(name);
+        }
+    };
+    take("KVR_DOMAIN_NAME", identity.domainName);
+    take("KVR_SERVER_HOST", identity.serverHost);
+    take("KVR_HOST_NAME", identity.hostName);
+    return identity;
+}
+
+const char* connectHint(ExitCode kind, bool kerberos)
+{
+    switch (kind)
+    {
+    case ExitCode::Usage:
+        return "write a server as ldap://HOST or ldaps://HOST, several with blanks between them";
+    case ExitCode::NoConnection:
+        return kerberos ? "KRB5CCNAME must name a cache with a valid ticket; get one with kinit"
+                        : "check that the server runs and that --uri names it";
+    default:
+        return "";
+    }
+}
+
+/** Kind of a failed connect; without a session the module or the library refused the URIs. */
+ExitCode connectKind(std::optional<long> code)
+{
+    if (!code)
+    {
+        return ExitCode::Usage;
+    }
+    return *code > 0 ? ExitCodeOf(*code) : ExitCode::NoConnection;
+}
+
+Failure connectFailure(const EKVRError& error, const std::string& uris, std::optional<long> code,
+                       const GlobalOptions& options)
+{
+    const ExitCode kind = connectKind(code);
+    // Nothing happened on this session before, so its diagnostic belongs to this failure even when
+    // the library failed by itself.
+    Failure failure(kind, "connecting to " + uris, TextOf(error, true, options.verbosity > 0),
+                    connectHint(kind, options.auth == "gssapi"));
+    failure.resultCode = code;
+    return failure;
+}
+
+} // namespace
+
+std::string Utf8Argument(const Charset& charset, const std::string& argument)
+{
+    std::optional<std::string> text = charset.ToUtf8(argument);
+    if (!text)
+    {
+        throw Failure(ExitCode::Usage, "arguments",
+                      "'" + argument + "' is no text in the character set " + charset.Name());
+    }
+    return *text;
+}
+
+Session::Session(const GlobalOptions& options, const Charset& charset) : options_(options)
+{
+    const std::vector<Parameter> parameters = givenParameters(options, charset);
+    CKVRCore forIdentity{KVRHostIdentity()};
+    setParameters(forIdentity, parameters, options.parameterFile);
+
+    core_ = std::make_unique<CKVRCore>(identityFrom(forIdentity));
+    setParameters(*core_, parameters, options.parameterFile);
+    LoadModule();
+}
+
+void Session::LoadModule()
+{
+    modulePath_ = options_.modulePath.value_or(Installation::Module());
+    if (modulePath_.find('/') == std::string::npos)
+    {
+        modulePath_.insert(0, "./"); // a file, not a name for the loader's search path
+    }
+    try
+    {
+        module_ = std::make_unique<CKVRModule>(*core_, modulePath_);
+        wrapper_ = std::dynamic_pointer_cast<IKVRLdapWrapper>(core_->FindInterface("ldap"));
+    }
+    catch (const std::exception&)
+    {
+        throw Failure(ExitCode::Unusable, loading, DescribeException(loading, nullptr, true).what(),
+                      loadHint);
+    }
+    if (!wrapper_)
+    {
+        throw Failure(ExitCode::Unusable, loading, "'" + modulePath_ + "' offers no interface \"ldap\"",
+                      loadHint);
+    }
+}
+
+std::string Session::Uris()
+{
+    return Trim(core_->GetParameter(urisParameter));
+}
+
+IKVRLdapConnection& Session::Connection()
+{
+    if (connection_)
+    {
+        return *connection_;
+    }
+    const std::string uris = Uris();
+    if (uris.empty())
+    {
+        throw Failure(ExitCode::Usage, "connecting", "no server is given", "--uri ldap://HOST names one");
+    }
+    const std::shared_ptr<IKVRLdapConnection> connection = wrapper_->getConnection();
+    try
+    {
+        // The parameter's whole value: the module then keeps the list as it is, schemes included.
+        connection->Connect(uris, options_.auth == "gssapi" ? KVRAuthGssapi : KVRAuthAnonymous);
+    }
+    catch (const EKVRError& error)
+    {
+        throw connectFailure(error, uris, LastResult(*connection), options_);
+    }
+    connection_ = connection;
+    return *connection_;
+}
+
+} // namespace KVR::Cli
