@@ -112,6 +112,11 @@ extern "C"
         }
         const int code = __real_ldap_initialize(session, uri);
         current->session = code == LDAP_SUCCESS ? *session : nullptr;
+        if (current->session != nullptr && !current->initializeDiagnostic.empty())
+        {
+            __real_ldap_set_option(*session, LDAP_OPT_DIAGNOSTIC_MESSAGE,
+                                   current->initializeDiagnostic.c_str());
+        }
         return current->initializeCode.value_or(code);
     }
 

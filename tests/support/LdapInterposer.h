@@ -85,6 +85,7 @@ public:
     std::set<int> unreadableOptions;      /**< options that ldap_get_option fails for */
     std::optional<int> initializeCode;    /**< code of ldap_initialize */
     bool initializeMakesSession = false;  /**< a failing ldap_initialize makes the session */
+    std::string initializeDiagnostic;     /**< diagnostic message of the session that it makes */
     std::optional<int> unbindCode;        /**< code of ldap_unbind_ext_s, after the real call */
     std::optional<int> countEntries;      /**< result of ldap_count_entries */
     bool refuseUrls = false;              /**< ldap_is_ldap_url says no */

@@ -332,6 +332,15 @@ TEST_P(FailingOptionTest, StopsConnectAndLeavesTheSessionInPlace)
     EXPECT_TRUE(connection.Connect(responder.target(), KVRAuthAnonymous));
 }
 
+TEST_P(FailingOptionTest, IsToldWithTheDiagnosticThatTheSessionHolds)
+{
+    library.initializeDiagnostic = "the library's words";
+    library.setOptionCodes[GetParam().first] = LDAP_NO_MEMORY;
+    EXPECT_EQ(
+        ldapErrorAt("OpenLDAP error on initialization - Out of memory", connectPlace, "the library's words"),
+        connectTo("srv1"));
+}
+
 TEST_P(FailingOptionTest, WithAnAccessCodeBecomesInsufficientAccess)
 {
     library.setOptionCodes[GetParam().first] = LDAP_INAPPROPRIATE_AUTH;
