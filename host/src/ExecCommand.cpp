@@ -104,7 +104,6 @@ private:
 std::optional<int> readReport(int descriptor)
 {
     int status = 0;
-    bool digits = false;
     for (;;)
     {
         char character = '\0';
@@ -119,9 +118,8 @@ std::optional<int> readReport(int descriptor)
         }
         if (character < '0' || character > '9')
         {
-            return digits ? std::optional<int>(status) : std::nullopt;
+            return status;
         }
-        digits = true;
         status = status * 10 + (character - '0');
     }
 }

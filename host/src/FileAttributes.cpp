@@ -77,11 +77,15 @@ struct CloseDirectory
 bool changeContents(int directory, const Change& change);
 
 /**
- * Changes an open directory after its contents: bits that take the right to search away must come
- * last.
+ * Changes an open directory and its contents. The directory comes last, because its new bits may
+ * take the right to search away, unless they have to give that right first.
  */
 bool changeOpenDirectory(int directory, const Change& change)
 {
+    if (faccessat(directory, ".", X_OK, AT_EACCESS) != 0)
+    {
+        return change.ApplyToOpen(directory) && changeContents(directory, change);
+    }
     const bool contents = changeContents(directory, change);
     return change.ApplyToOpen(directory) && contents;
 }
@@ -102,14 +106,14 @@ bool changeEntry(int directory, const char* name, const Change& change)
     {
         return change.ApplyToEntry(directory, name, S_ISLNK(status.st_mode));
     }
-    if (const Descriptor open(openat(directory, name, openFlags)); open)
+    if (const Descriptor readable(openat(directory, name, openFlags)); readable)
     {
-        return changeOpenDirectory(open.Number(), change);
+        return changeOpenDirectory(readable.Number(), change);
     }
     // the change itself may give the right to read the directory
     const bool changed = change.ApplyToEntry(directory, name, false);
-    const Descriptor open(openat(directory, name, openFlags));
-    return changed && open && changeContents(open.Number(), change);
+    const Descriptor readable(openat(directory, name, openFlags));
+    return changed && readable && changeContents(readable.Number(), change);
 }
 
 bool changeContents(int directory, const Change& change)
@@ -145,7 +149,9 @@ bool changeTree(const std::string& path, const Change& change)
     {
         return changeOpenDirectory(top.Number(), change);
     }
-    return false;
+    struct stat status = {};
+    return lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) &&
+           changeEntry(AT_FDCWD, path.c_str(), change);
 }
 
 bool isDirectory(const std::string& path)

@@ -2,12 +2,14 @@
 
 #include <kvr/KVRUtils.h>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 
 namespace KVR::Test
 {
@@ -168,6 +170,30 @@ TEST(ExecCommand, TheHostsOwnHandlingStays)
     struct sigaction now = {};
     sigaction(SIGCHLD, nullptr, &now);
     EXPECT_EQ(now.sa_handler, SIG_IGN);
+}
+
+TEST(ExecCommand, TheCommandGetsNoDescriptorMoreThanAnyOther)
+{
+    for (int inherited = STDERR_FILENO + 1; inherited < 64; ++inherited)
+    {
+        fcntl(inherited, F_SETFD, FD_CLOEXEC);
+    }
+    const std::string count = "n=0; for f in /proc/$$/fd/*; do n=$((n + 1)); done; exit $n";
+    const int status = std::system(count.c_str());
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(ExecCommand(count, false), WEXITSTATUS(status));
+}
+
+TEST(ExecCommand, SignalsThatReachTheHostMeanwhileDoNotDisturb)
+{
+    struct sigaction former = {};
+    struct sigaction action = {};
+    action.sa_handler = [](int) {};
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGUSR1, &action, &former);
+    const std::string signal = "kill -USR1 " + std::to_string(getpid()) + "; ";
+    EXPECT_EQ(ExecCommand(signal + signal + signal + "exit 5", false), 5);
+    sigaction(SIGUSR1, &former, nullptr);
 }
 
 TEST(ExecCommand, NoChildIsLeftBehind)

@@ -140,6 +140,31 @@ TEST_F(FileAttributes, ChmodMayGiveTheRightToReadAFolder)
     EXPECT_EQ(Mode("top/folder/deep"), 0701U);
 }
 
+TEST_F(FileAttributes, AnOrdinaryUserMayTakeAndGiveTheRightsToFolders)
+{
+    EXPECT_EXIT(
+        {
+            constexpr uid_t nobody = 65534;
+            const bool ordinary = geteuid() != 0 || setuid(nobody) == 0;
+            const TemporaryFolder own;
+            own.Folder("top/folder");
+            own.File("top/folder/deep");
+            const bool taken = Chmod(own.Path("top"), 0600, true);
+            const bool given = Chmod(own.Path("top"), 0700, true);
+            const bool allTaken = Chmod(own.Path("top"), 0, true);
+            fs::create_symlink("top", own.Path("link"));
+            const bool byLink = Chmod(own.Path("link"), 0700, true);
+            const bool givenAgain = Chmod(own.Path("top"), 0710, true);
+            struct stat status = {};
+            const bool deep = stat(own.Path("top/folder/deep").c_str(), &status) == 0;
+            _exit(ordinary && taken && given && allTaken && !byLink && givenAgain && deep &&
+                          (status.st_mode & 07777U) == 0710U
+                      ? 42
+                      : 1);
+        },
+        testing::ExitedWithCode(42), "");
+}
+
 TEST_F(FileAttributes, ChmodOfAMissingPathFails)
 {
     EXPECT_FALSE(Chmod(folder_.Path("missing"), 0600, false));

@@ -89,6 +89,11 @@ TEST_F(FormatCall, WidthAndFlagsAreKept)
     EXPECT_STREQ(format_(2, "%5s|%-5s|", "ab", "cd"), "   ab|cd   |");
 }
 
+TEST_F(FormatCall, FlagsOfTheLocaleAreTaken)
+{
+    EXPECT_STREQ(format_(2, "%'d %Id", 1234, 5678), "1234 5678");
+}
+
 TEST_F(FormatCall, PrecisionCutsATextAndFillsANumber)
 {
     EXPECT_STREQ(format_(3, "%.3s|%.0s|%.4d", "abcdef", "abc", 42), "abc||0042");
@@ -135,6 +140,7 @@ TEST_F(FormatCall, AConversionWithoutArgumentStaysInTheText)
     EXPECT_STREQ(format_(0, "%s"), "%s");
     EXPECT_STREQ(format_(1, "%*d", 5), "%*d");
     EXPECT_STREQ(format_(0, "%*d %.*f"), "%*d %.*f");
+    EXPECT_STREQ(format_(1, "%1$*9$d|%1$.*9$d", 5), "%1$*9$d|%1$.*9$d");
 }
 
 TEST_F(FormatCall, ASmallerCountHidesArguments)
@@ -159,7 +165,7 @@ TEST_F(FormatCall, ANumberWhereATextIsExpectedIsPrintedAsNumber)
     EXPECT_STREQ(format_(2, "%s %s", 42, -7), "42 -7");
     EXPECT_STREQ(format_(1, "%s", 2.5), "2.5");
     EXPECT_STREQ(format_(1, "%s", ULLONG_MAX), "18446744073709551615");
-    EXPECT_STREQ(format_(1, "%.1s", 42), "42");
+    EXPECT_STREQ(format_(2, "%.1s %.5s", 42, 42), "42 42");
 }
 
 TEST_F(FormatCall, ATextWhereANumberIsExpectedIsPrintedAsText)

@@ -98,9 +98,19 @@ TEST(Threads, LinesOnStandardErrorDoNotMix)
 TEST(Threads, ASinkIsCalledByOneThreadAtATime)
 {
     int calls = 0; // no atomic: the log keeps the threads apart
-    CKVRLogProvider::GetLogProvider().SetSink([&](KVRLogLevel, const std::string&) { ++calls; });
+    std::atomic<int> inside{0};
+    bool together = false;
+    CKVRLogProvider::GetLogProvider().SetSink(
+        [&](KVRLogLevel, const std::string&)
+        {
+            together = ++inside > 1 || together;
+            std::this_thread::yield();
+            ++calls;
+            --inside;
+        });
     inThreads(putLines);
     CKVRLogProvider::GetLogProvider().SetSink({});
+    EXPECT_FALSE(together);
     EXPECT_EQ(calls, threadCount * rounds);
 }
 
