@@ -26,8 +26,9 @@ class IKVRLdapQuery;
  *
  * Errors: operations that need the server throw EKVRCheckError when there is no session,
  * EKVROpenLdapError when the library or the server reports a failure; result codes 47 to 50
- * are reported as missing access rights. Writing to a connection that the server has closed raises
- * SIGPIPE, which ends the process unless the host ignores it.
+ * are reported as missing access rights. EKVRInternalError means that the library did not even give
+ * a result code; a failure that left the code 0 is passed over. Writing to a connection that the server has
+ * closed raises SIGPIPE, which ends the process unless the host ignores it.
  *
  * Text: values are in the locale's character set and converted to and from UTF-8; DNs, filters
  * and attribute names are passed on as they are, in UTF-8.
@@ -42,13 +43,16 @@ public:
     IKVRLdapConnection(const IKVRLdapConnection&) = delete;
     IKVRLdapConnection& operator=(const IKVRLdapConnection&) = delete;
 
-    /** Kind of bind of the last Connect that reached the bind. */
+    /** Kind of bind of the last Connect that reached the bind, anonymous before that. */
     virtual KVRAuthType AuthType() = 0;
 
     /**
      * Connects and binds. Waits at most 30 seconds for each connection attempt and each answer.
-     * @param target host name; or, when it occurs in the host parameter "KVR_PRM_LDAP_URIS" as it
-     *        was at construction, the sign to use these URIs
+     * @param target host name, which becomes "ldap://" and the name and replaces the connection's
+     *        URIs; or any part of these URIs, to the letter, as the sign to use them all. They are
+     *        the host parameter "KVR_PRM_LDAP_URIS" as it was at construction ("ldap://localhost"
+     *        without it), until a Connect to another target, also a failed one, replaces them.
+     *        A scheme in the target is not looked at
      * @param type anonymous bind, or SASL GSSAPI with the ticket cache that the environment
      *        variable KRB5CCNAME names
      * @return true
@@ -58,7 +62,10 @@ public:
      */
     virtual bool Connect(const std::string& target, KVRAuthType type) = 0;
 
-    /** True when there is a session and IfReconnectNeeded is false. Nothing is sent. */
+    /**
+     * True when there is a session and IfReconnectNeeded is false. Nothing is sent.
+     * @throws EKVRInternalError when the result code can't be read
+     */
     virtual bool IsConnected() = 0;
 
     /** Ends the session, if there is one. Throws nothing; a failure is logged at level 0. */
@@ -75,14 +82,17 @@ public:
     /**
      * True when the last result code is -11 or 47 to 50. A server that went away (-1) does not
      * count.
+     * @throws as GetLastError
      */
     virtual bool IfReconnectNeeded() = 0;
 
     /**
      * Text of the locale's character set in UTF-8; a copy when no conversion is needed or before
-     * the first Connect.
+     * the first Connect. A converted text ends at its first zero byte. The character set is taken at
+     * the first conversion and then kept, also when a later Connect finds another one, and so is its
+     * shift state from one text to the next.
      * @throws EKVRError when the character set is unknown to iconv(3)
-     * @throws EKVRInternalError when the text can't be converted
+     * @throws EKVRInternalError when the text can't be converted, or takes more than four bytes a byte
      */
     virtual std::string LocalToUtf8(const std::string& text) = 0;
 

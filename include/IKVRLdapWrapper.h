@@ -21,7 +21,11 @@ public:
     explicit IKVRLdapWrapper(IKVRCore& host) : CKVRInterface("ldap"), core(host) {}
     ~IKVRLdapWrapper() override = default;
 
-    /** A new connection, not yet connected; the caller owns it, the host must outlive it. */
+    /**
+     * A new connection, not yet connected; the caller owns it, the host object must outlive it.
+     * When the log level is above 4, the LDAP library's own debug output is switched on, for the
+     * whole process.
+     */
     virtual std::shared_ptr<IKVRLdapConnection> getConnection() = 0;
 
     /**

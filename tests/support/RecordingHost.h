@@ -17,7 +17,7 @@ namespace KVR::Support
  * A host object for tests. It records every call in order, as the operation's name and its
  * arguments separated by blanks, and answers from fields that the test sets.
  */
-class RecordingHost final : public IKVRCore
+class RecordingHost : public IKVRCore
 {
 public:
     RecordingHost();

@@ -15,7 +15,9 @@
 #include <strings.h>
 #include <sys/time.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <limits>
 #include <utility>
 #include <vector>
 
@@ -60,6 +62,19 @@ int answerNothing(LDAP* session, unsigned /*flags*/, void* /*defaults*/, void* p
     return LDAP_SUCCESS;
 }
 
+/** Logs a failed disconnection. It throws nothing, since destructors disconnect. */
+void reportDisconnection(int code)
+try
+{
+    CKVRFormatCall format(__FILE__, "Disconnect", __LINE__);
+    CKVRLogProvider::GetLogProvider().Put(kvrLOG_FAILURE, 1,
+                                          format(1, moduleText("LDAP disconnection error: %d."), code));
+}
+catch (...)
+{
+    // Where even the log fails there is nobody left to tell.
+}
+
 int libraryScope(alSCOPE scope)
 {
     constexpr int scopes[] = {LDAP_SCOPE_BASE, LDAP_SCOPE_ONELEVEL, LDAP_SCOPE_SUBTREE,
@@ -87,7 +102,8 @@ CKVRLdapConnection::CKVRLdapConnection(IKVRCore& host)
     const std::int32_t level = CKVRLogProvider::GetLogProvider().level;
     if (level > libraryDebugAbove)
     {
-        const int libraryLevel = level + libraryDebugOffset;
+        const int libraryLevel =
+            std::min(level, std::numeric_limits<int>::max() - libraryDebugOffset) + libraryDebugOffset;
         ldap_set_option(nullptr, LDAP_OPT_DEBUG_LEVEL, &libraryLevel);
     }
     if (core.HasParameter("KVR_PRM_LDAP_URIS"))
@@ -236,9 +252,7 @@ void CKVRLdapConnection::Disconnect()
     const int code = ldap_unbind_ext_s(std::exchange(internal->ld, nullptr), nullptr, nullptr);
     if (code != LDAP_SUCCESS)
     {
-        CKVRFormatCall format(__FILE__, "Disconnect", __LINE__);
-        CKVRLogProvider::GetLogProvider().Put(kvrLOG_FAILURE, 1,
-                                              format(1, moduleText("LDAP disconnection error: %d."), code));
+        reportDisconnection(code);
     }
 }
 

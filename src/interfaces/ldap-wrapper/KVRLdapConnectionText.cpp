@@ -72,7 +72,7 @@ std::string CKVRLdapConnection::InternalIconv(bool toUtf8, const std::string& te
     {
         throw EKVRCheckError(moduleText("Invalid iconv handle."), "");
     }
-    // Four bytes a byte and never more; the rest is for the terminating zero of a wide encoding.
+    // Four bytes a byte and never more, and room for the terminating zero.
     const auto buffer = std::make_unique<char[]>(4 * text.size() + 4);
     // iconv(3) takes the input as char** but does not write to it.
     char* in = const_cast<char*>(text.data());

@@ -25,16 +25,16 @@ constexpr char clientConfiguration[] = "/etc/ldap/ldap.conf";
 /** The value of the first "URI" line of the client configuration, or "". */
 std::string configuredUris(IKVRCore& core)
 {
-    static const std::string keyword = "^URI";
+    static const std::string pattern = "^URI";
     std::ifstream file(clientConfiguration);
     for (std::string line; std::getline(file, line);)
     {
-        if (line.empty() || line.front() == '#' || !core.MatchRegex(keyword, line, nullptr, 0))
+        if (line.empty() || line.front() == '#' || !core.MatchRegex(pattern, line, nullptr, 0))
         {
             continue;
         }
-        // The pattern is one character longer than the keyword, which skips the blank behind it.
-        return line.size() > keyword.size() ? Trim(line.substr(keyword.size())) : "";
+        // The pattern is one character longer than the word "URI": whatever stands behind that is skipped.
+        return line.size() > pattern.size() ? Trim(line.substr(pattern.size())) : "";
     }
     return "";
 }
@@ -132,7 +132,7 @@ extern "C"
         {
             return true;
         }
-        const std::shared_ptr<KVR::CKVRInterface> wrapper = std::make_shared<KVR::CKVRLdapWrapper>(core);
+        const std::shared_ptr<KVR::CKVRInterface> wrapper(std::make_unique<KVR::CKVRLdapWrapper>(core));
         core.RegisterInterface(wrapper);
         core.DefineParameter("KVR_LDAP_SCHEMA_DIR", "/etc/ldap/schema");
         initialised = true;

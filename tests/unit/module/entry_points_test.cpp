@@ -139,6 +139,26 @@ TEST_F(ModuleStart, TriesAgainAfterTheWrapperCouldNotBeMade)
     EXPECT_EQ(host.count("RegisterInterface"), 1U);
 }
 
+/** A host that looks at what it is given and then refuses it. */
+class RefusingHost final : public RecordingHost
+{
+public:
+    void RegisterInterface(std::shared_ptr<CKVRInterface> object) override
+    {
+        refused = object;
+        throw std::runtime_error("refused by the host");
+    }
+
+    std::weak_ptr<CKVRInterface> refused;
+};
+
+TEST_F(ModuleStart, DropsTheInterfaceThatTheHostRefused)
+{
+    RefusingHost refusing;
+    EXPECT_EQ(caught([&] { module_init(refusing); }).message, "refused by the host");
+    EXPECT_TRUE(refusing.refused.expired());
+}
+
 TEST_F(ModuleStart, TriesAgainAfterARefusedRegistration)
 {
     throwOnceFrom(host, "RegisterInterface");

@@ -1,3 +1,4 @@
+#include "Caught.h"
 #include "KVRLdapCommon.h"
 
 #include <gtest/gtest.h>
@@ -100,6 +101,11 @@ TEST(OpenLdapError, ASessionWithoutDiagnosticLeavesTheDetailsEmpty)
     EXPECT_EQ(EKVROpenLdapError(session.get(), 1, "x").details(), "");
 }
 
+TEST(OpenLdapError, AddsNoFieldsToItsBase)
+{
+    EXPECT_EQ(sizeof(EKVROpenLdapError), sizeof(EKVRError));
+}
+
 TEST(OpenLdapError, IsCaughtByItsBaseByValueAndKeepsItsTexts)
 {
     try
@@ -119,17 +125,12 @@ class AccessFailure : public testing::TestWithParam<int>
 
 TEST_P(AccessFailure, ThrowsTheAccessTextInsteadOfTheContext)
 {
-    const std::string libraryText = ldap_err2string(GetParam());
-    try
-    {
-        throwOpenLdapError(nullptr, GetParam(), "on bind", "f", "g", 1);
-    }
-    catch (const EKVROpenLdapError& error)
-    {
-        EXPECT_EQ(error.msg(),
-                  "OpenLDAP error Insufficient access. The user should have administrator privilege. - " +
-                      libraryText);
-    }
+    const Caught expected{
+        typeid(EKVROpenLdapError),
+        std::string("OpenLDAP error Insufficient access. The user should have administrator privilege. - ") +
+            ldap_err2string(GetParam()),
+        "", ""};
+    EXPECT_EQ(caught([] { throwOpenLdapError(nullptr, GetParam(), "on bind", "f.cpp", "g", 1); }), expected);
 }
 
 INSTANTIATE_TEST_SUITE_P(Codes47To50, AccessFailure, testing::Values(47, 48, 49, 50));
@@ -140,15 +141,11 @@ class OtherFailure : public testing::TestWithParam<int>
 
 TEST_P(OtherFailure, ThrowsTheContextWithThePlace)
 {
-    const std::string libraryText = ldap_err2string(GetParam());
-    try
-    {
-        throwOpenLdapError(nullptr, GetParam(), "on bind", "f", "g", 1);
-    }
-    catch (const EKVROpenLdapError& error)
-    {
-        EXPECT_EQ(error.msg(), "OpenLDAP error on bind - " + libraryText + " in f:1(g)");
-    }
+    const Caught expected{typeid(EKVROpenLdapError),
+                          std::string("OpenLDAP error on bind - ") + ldap_err2string(GetParam()) +
+                              " in f.cpp:LINE(g)",
+                          "", "f.cpp:LINE(g)"};
+    EXPECT_EQ(caught([] { throwOpenLdapError(nullptr, GetParam(), "on bind", "f.cpp", "g", 1); }), expected);
 }
 
 INSTANTIATE_TEST_SUITE_P(CodesOutside47To50, OtherFailure, testing::Values(46, 51, 1, 32, -1, -11));
