@@ -1,6 +1,7 @@
 // Default URIs from the real /etc/ldap/ldap.conf. Runs in dev/sandbox, where /etc/ldap is a copy.
 
 #include "PrivateSlapd.h"
+#include "RecordingHost.h"
 
 #include <IKVRLdapConnection.h>
 #include <IKVRLdapWrapper.h>
@@ -20,6 +21,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace KVR
 {
@@ -219,6 +221,21 @@ TEST_F(LdapConfTest, TheKeywordIsWrittenInCapitals)
 {
     write("uri ldap://a\n");
     expectNoUris();
+}
+
+TEST_F(LdapConfTest, TheHostIsAskedForThePatternUntilTheFirstMatchAndNotForCommentsAndEmptyLines)
+{
+    write("# URI ldap://a\n\nBASE x\n URI ldap://b\nURI ldap://c\nURI ldap://d\n");
+    Support::RecordingHost host;
+    const CKVRModule module(host, KVR_MODULE_FILE);
+    const std::vector<std::string> expected{"GetServerHost",
+                                            "MatchRegex ^URI BASE x null 0",
+                                            "MatchRegex ^URI  URI ldap://b null 0",
+                                            "MatchRegex ^URI URI ldap://c null 0",
+                                            "DefineParameter KVR_PRM_LDAP_URIS ldap://c",
+                                            "RegisterInterface ldap",
+                                            "DefineParameter KVR_LDAP_SCHEMA_DIR /etc/ldap/schema"};
+    EXPECT_EQ(host.calls, expected);
 }
 
 TEST_F(LdapConfTest, TheFileIsReadAnewByEachCall)

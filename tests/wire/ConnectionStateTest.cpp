@@ -1,6 +1,8 @@
 #include "ConnectionTest.h"
 
+#include <limits>
 #include <memory>
+#include <stdexcept>
 
 namespace KVR
 {
@@ -49,6 +51,19 @@ TEST_F(NewConnectionTest, SwitchesTheLibrarysDebugOutputOnAboveLevel4AtEveryCons
     }
 }
 
+TEST_F(NewConnectionTest, TheHighestLogLevelsGiveTheLibraryItsHighest)
+{
+    constexpr int highest = std::numeric_limits<int>::max();
+    library.setOptionCodes[LDAP_OPT_DEBUG_LEVEL] = LDAP_OPT_SUCCESS;
+    for (const int level : {highest, highest - 1, highest - 3})
+    {
+        log.setLevel(level);
+        library.setOptions.clear();
+        const CKVRLdapConnection another(host);
+        EXPECT_EQ(std::to_string(highest), library.setOptions.at(0).value) << level;
+    }
+}
+
 TEST_F(NewConnectionTest, IgnoresThatTheDebugLevelCannotBeSet)
 {
     library.setOptionCodes[LDAP_OPT_DEBUG_LEVEL] = LDAP_OPT_ERROR;
@@ -59,6 +74,10 @@ TEST_F(NewConnectionTest, IgnoresThatTheDebugLevelCannotBeSet)
 TEST_F(NewConnectionTest, PassesOnWhatTheHostThrows)
 {
     host.throwFrom("HasParameter");
+    EXPECT_THROW(CKVRLdapConnection another(host), std::runtime_error);
+    host.throwFromNothing();
+    host.parameters["KVR_PRM_LDAP_URIS"] = "ldap://a";
+    host.throwFrom("GetParameter");
     EXPECT_THROW(CKVRLdapConnection another(host), std::runtime_error);
 }
 
@@ -225,6 +244,19 @@ TEST_F(DisconnectTest, IsDoneByTheDestructor)
     EXPECT_EQ(1, library.unbinds);
     EXPECT_THAT(log.messages(), ElementsAre(Pair(0, "LDAP disconnection error: 81.")));
     library.unbindCode.reset();
+}
+
+TEST_F(DisconnectTest, ThrowsNothingAlsoWhenTheLogFails)
+{
+    CKVRLogProvider::GetLogProvider().SetSink([](KVRLogLevel, const std::string&)
+                                              { throw std::runtime_error("no room for the log"); });
+    library.unbindCode = 81;
+    EXPECT_EQ(Caught(), caught([&] { connection.Disconnect(); }));
+    EXPECT_FALSE(connection.IsConnected());
+    auto second = std::make_unique<CKVRLdapConnection>(host);
+    connect(*second);
+    second.reset();
+    EXPECT_EQ(2, library.unbinds);
 }
 
 TEST_F(DisconnectTest, TheSameObjectCanConnectAgainAndKeepsItsUri)

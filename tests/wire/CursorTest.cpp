@@ -425,11 +425,38 @@ TEST_F(QueryStateTest, TheConnectionIsCheckedBeforeTheState)
     EXPECT_EQ(notConnected(), operationsOf(query));
 }
 
-TEST_F(QueryStateTest, AFreshQueryHasNoResult)
+/** Shows what a query keeps. */
+class OpenQuery : public CKVRLdapQuery
 {
-    CKVRLdapQuery query(connection);
-    EXPECT_EQ(0, caught([&] { query.First(); }).message.size());
-    EXPECT_EQ(0, library.unfreedResults());
+public:
+    using CKVRLdapQuery::CKVRLdapQuery;
+
+    using CKVRLdapQuery::attributes;
+    using CKVRLdapQuery::base;
+    using CKVRLdapQuery::filter;
+    using CKVRLdapQuery::message;
+};
+
+TEST_F(QueryStateTest, AFreshQueryIsEmptyAndStandsBeforeTheFirstEntry)
+{
+    OpenQuery query(connection);
+    EXPECT_EQ(nullptr, query.message->result);
+    EXPECT_EQ(nullptr, query.message->current);
+    EXPECT_EQ("", query.base);
+    EXPECT_EQ("", query.filter);
+    EXPECT_TRUE(query.attributes.empty());
+    EXPECT_EQ(Caught(), caught([&] { query.First(); }));
+}
+
+TEST_F(QueryStateTest, AQueryKeepsWhatItWasSearchedWith)
+{
+    std::list<std::string> names{"sn", "cn"};
+    const QueryPointer found = connection.Search("ou=a,dc=x", "(cn=*)", names, alSCOPE_ONE);
+    names.clear();
+    auto& query = dynamic_cast<CKVRLdapQuery&>(*found);
+    EXPECT_EQ("ou=a,dc=x", query.*(&OpenQuery::base));
+    EXPECT_EQ("(cn=*)", query.*(&OpenQuery::filter));
+    EXPECT_EQ((std::list<std::string>{"sn", "cn"}), query.*(&OpenQuery::attributes));
 }
 
 } // namespace
