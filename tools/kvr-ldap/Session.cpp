@@ -28,7 +28,7 @@ Parameter splitParameter(const Charset& charset, const std::string& argument)
     {
         throw Failure(ExitCode::Usage, "--param", "'" + text + "' is not NAME=VALUE");
     }
-    return {Trim(text.substr(0, sign)), text.substr(sign + 1)};
+    return {Trim(text.substr(0, sign)), Trim(text.substr(sign + 1))};
 }
 
 std::vector<Parameter> givenParameters(const GlobalOptions& options, const Charset& charset)
@@ -169,7 +169,7 @@ void Session::LoadModule()
 
 std::string Session::Uris()
 {
-    return Trim(core_->GetParameter(urisParameter));
+    return core_->GetParameter(urisParameter);
 }
 
 IKVRLdapConnection& Session::Connection()

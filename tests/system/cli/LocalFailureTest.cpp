@@ -150,6 +150,36 @@ TEST(CliParameters, OfTheOptionWinOverTheFileAndTheUriOverBoth)
     EXPECT_EQ(kvrLdap({"uris", "--uri", "ldap://d", "--param", parameter}).out, "ldap://d\n");
 }
 
+TEST(CliParameters, AreTrimmed)
+{
+    EXPECT_EQ(kvrLdap({"uris", "--param", " KVR_PRM_LDAP_URIS = [a b] "}).out, "[a\nb]\n");
+    EXPECT_EQ(
+        kvrLdap({"uris", "--param", "KVR_PRM_LDAP_URIS= ", "--output", "json"}).json().at("uris").size(), 0U);
+    EXPECT_EQ(kvrLdap({"show", "dc=a", "--param", "KVR_PRM_LDAP_URIS= "}).err,
+              "kvr-ldap: connecting: no server is given\nkvr-ldap: hint: --uri ldap://HOST names one\n");
+}
+
+TEST(CliParameters, NameTheHost)
+{
+    const TemporaryFile file("KVR_SERVER_HOST = srv2.example.com\n");
+    const Outcome outcome = shell("\"$KVR_SANDBOX_TOOL\" -- bash -c '"
+                                  ": >/etc/ldap/ldap.conf; \"$KVR_LDAP\" uris; "
+                                  "\"$KVR_LDAP\" uris --param KVR_SERVER_HOST=srv1.example.com; "
+                                  "\"$KVR_LDAP\" uris --params " +
+                                  file.path() + "'");
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.out, "ldap://localhost\nldap://srv1.example.com\nldap://srv2.example.com\n");
+}
+
+TEST(CliUris, AreThoseOfLdapConf)
+{
+    const Outcome outcome =
+        shell("\"$KVR_SANDBOX_TOOL\" -- bash -c '"
+              "echo URI ldap://a bogus ldaps://b >/etc/ldap/ldap.conf; \"$KVR_LDAP\" uris'");
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.out, "ldap://a\nldaps://b\n");
+}
+
 TEST(CliParameters, KeepSignsAndBracketsOfTheValue)
 {
     EXPECT_EQ(kvrLdap({"uris", "--param", "KVR_PRM_LDAP_URIS=ldap:///??sub?(a=b)"}).out,

@@ -39,7 +39,7 @@ Setting inLocale(const std::string& name);
 /** Runs the command line, in a UTF-8 locale and without tickets, and waits for it. */
 Outcome kvrLdap(const std::vector<std::string>& arguments, const Setting& setting = {});
 
-/** Runs a bash script, in which $KVR_LDAP is the command line. */
+/** Runs a bash script; $KVR_LDAP is the command line and $KVR_SANDBOX_TOOL is dev/sandbox. */
 Outcome shell(const std::string& script, const Setting& setting = {});
 
 } // namespace KVR::CliTest

@@ -239,6 +239,7 @@ TEST_F(CliSearch, ConvertsItsArgumentsFromTheLocale)
 {
     server.onSearch(Answer().entry("cn=\xc3\xbc,dc=example", {{"cn", {"\xc3\xbc \xd0\x9f"}}}));
     const Outcome outcome = search({"ou=\xfc,dc=example", "(cn=\xe4*)"}, inLocale("de_DE.ISO-8859-1"));
+    EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(sent().dn, "ou=\xc3\xbc,dc=example");
     EXPECT_EQ(sent().search.filter, "(cn=\xc3\xa4*)");
     EXPECT_EQ(outcome.out, "dn: cn=\xfc,dc=example\n  cn: \xfc \\u{41f}\n");

@@ -154,11 +154,4 @@ TEST_F(CliShow, ThatBreaksOffKeepsOneDocument)
     EXPECT_EQ(outcome.json().at("error").at("resultCode"), -1);
 }
 
-TEST_F(CliShow, OutlivesAServerThatGoesAway)
-{
-    // Whatever the program sends after this, it sends to a closed socket.
-    server.onSearch(Answer().entry("cn=a,dc=example").drop());
-    EXPECT_EQ(show("cn=a,dc=example").status, 5);
-}
-
 } // namespace
