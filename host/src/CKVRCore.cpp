@@ -109,7 +109,7 @@ KVRHostIdentity KVRHostIdentity::OfThisComputer()
     std::array<char, HOST_NAME_MAX + 1> name = {};
     KVRHostIdentity identity;
     identity.serverHost = "localhost";
-    identity.hostName = gethostname(name.data(), name.size() - 1) == 0 ? name.data() : "localhost";
+    identity.hostName = gethostname(name.data(), name.size()) == 0 ? name.data() : "localhost";
     const std::size_t dot = identity.hostName.find('.');
     identity.domainName = dot != std::string::npos ? identity.hostName.substr(dot + 1) : "";
     return identity;

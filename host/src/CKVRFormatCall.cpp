@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 #include <limits>
+#include <utility>
 #include <vector>
 
 namespace KVR
@@ -234,7 +235,8 @@ private:
     {
         const bool isSigned = argument.kind == Argument::Kind::Signed;
         const bool negative = isSigned && argument.integer < 0;
-        if (conversion.type == 'c' && argument.integer > 0 && argument.integer < 256)
+        if (conversion.type == 'c' && argument.integer >= -128 && argument.integer < 256 &&
+            argument.integer != 0)
         {
             const char character[] = {static_cast<char>(argument.integer), '\0'};
             AppendText({conversion.flags, conversion.width, -1, 's'}, character);
@@ -273,7 +275,15 @@ private:
 
     static std::string Pattern(const Conversion& conversion, const char* length, char type)
     {
-        std::string pattern = '%' + conversion.flags;
+        std::string pattern = "%";
+        for (const char flag : conversion.flags)
+        {
+            // each one means something to some conversions only
+            const bool fits = flag == '#'    ? !isOneOf(type, "diu")
+                              : flag == '\'' ? !isOneOf(type, "oxX")
+                                             : flag != 'I';
+            pattern += fits ? std::string(1, flag) : "";
+        }
         if (conversion.width > 0)
         {
             pattern += std::to_string(std::min(conversion.width, maximalPadding));
@@ -308,12 +318,23 @@ const char* CKVRFormatCall::Format(const char* format, const Argument* arguments
     texts_.push_front(composer.Compose());
     if (!composer.Fits())
     {
-        const std::string place = std::string(file_ != nullptr ? file_ : "") + ':' + std::to_string(line_) +
-                                  '(' + (function_ != nullptr ? function_ : "") + ')';
-        CKVRLogProvider::GetLogProvider().Put(kvrLOG_NOTICE, 3, place.c_str(),
-                                              ": arguments don't fit the format: ", format);
+        ReportMisfit(format);
     }
     return texts_.front().c_str();
+}
+
+/** Throws nothing: whoever formats a text for an error needs that error. */
+void CKVRFormatCall::ReportMisfit(const char* format) const
+try
+{
+    const std::string place = std::string(file_ != nullptr ? file_ : "") + ':' + std::to_string(line_) + '(' +
+                              (function_ != nullptr ? function_ : "") + ')';
+    CKVRLogProvider::GetLogProvider().Put(kvrLOG_NOTICE, 3, place.c_str(),
+                                          ": arguments don't fit the format: ", format);
+}
+catch (...)
+{
+    // The text itself is made, and that is what counts.
 }
 
 } // namespace KVR

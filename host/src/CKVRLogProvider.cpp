@@ -1,6 +1,5 @@
 #include "CoreText.h"
 #include "Descriptor.h"
-#include "Immortal.h"
 
 #include <kvr/CKVRFormatCall.h>
 #include <kvr/CKVRLogProvider.h>
@@ -21,7 +20,7 @@ namespace KVR
 namespace
 {
 
-/** One write(2) a line, so that lines of several processes don't mix either. */
+/** Writes the line at once, so that lines of several processes don't mix either. */
 void writeLine(int descriptor, const std::string& text)
 {
     const std::string line = text + '\n';
@@ -60,8 +59,9 @@ CKVRLogProvider& CKVRLogProvider::GetLogProvider()
     struct Provider : CKVRLogProvider
     {
     };
-    static Immortal<Provider> provider;
-    return provider.value;
+    // Never destroyed: destructors of other statics, and threads that outlive main, still log.
+    static CKVRLogProvider& provider = *std::make_unique<Provider>().release();
+    return provider;
 }
 
 void CKVRLogProvider::Put(KVRLogLevel messageLevel, unsigned long count, const char* text, ...)
@@ -74,10 +74,18 @@ void CKVRLogProvider::Put(KVRLogLevel messageLevel, unsigned long count, const c
     std::string message = text != nullptr ? text : "(null)";
     va_list further;
     va_start(further, text);
-    for (unsigned long index = 1; index < count; ++index)
+    try
     {
-        const char* const next = va_arg(further, const char*);
-        message += next != nullptr ? next : "(null)";
+        for (unsigned long index = 1; index < count; ++index)
+        {
+            const char* const next = va_arg(further, const char*);
+            message += next != nullptr ? next : "(null)";
+        }
+    }
+    catch (...)
+    {
+        va_end(further);
+        throw;
     }
     va_end(further);
 

@@ -35,6 +35,28 @@ Function entryPoint(void* library, const char* name, const std::string& path)
     return function;
 }
 
+/**
+ * Logs that a module failed to stop. It throws nothing, since destructors stop modules.
+ * @param reason null when the module gave none
+ */
+void reportStop(const char* reason)
+try
+{
+    CKVRLogProvider& log = CKVRLogProvider::GetLogProvider();
+    if (reason != nullptr)
+    {
+        log.Put(kvrLOG_FAILURE, 2, coreText("A module failed to stop: "), reason);
+    }
+    else
+    {
+        log.Put(kvrLOG_FAILURE, 1, coreText("A module failed to stop."));
+    }
+}
+catch (...)
+{
+    // Where even the log fails there is nobody left to tell.
+}
+
 constexpr std::int64_t hostVersion =
     (KVR_HOST_VERSION_MAJOR << 16) | (KVR_HOST_VERSION_MINOR << 8) | KVR_HOST_VERSION_PATCH;
 
@@ -93,15 +115,24 @@ CKVRModule::~CKVRModule()
     try
     {
         done_(core_);
+        return;
     }
     catch (const std::exception& error)
     {
-        CKVRLogProvider::GetLogProvider().Put(kvrLOG_FAILURE, 2, coreText("A module failed to stop: "),
-                                              error.what());
+        reportStop(error.what());
     }
     catch (...)
     {
-        CKVRLogProvider::GetLogProvider().Put(kvrLOG_FAILURE, 1, coreText("A module failed to stop."));
+        reportStop(nullptr);
+    }
+    // What the module registered must not outlive its code.
+    try
+    {
+        Withdraw();
+    }
+    catch (const std::exception& error)
+    {
+        reportStop(error.what());
     }
 }
 

@@ -9,7 +9,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <memory>
 #include <optional>
 
 namespace KVR

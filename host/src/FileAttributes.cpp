@@ -9,7 +9,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <memory>
@@ -204,6 +203,10 @@ std::optional<id_t> findId(const std::string& name, Query query, id_t (*idOf)(co
 
 bool Chmod(const std::string path, unsigned int mode, bool recursive)
 {
+    if (path.find('\0') != std::string::npos)
+    {
+        return false;
+    }
     if (!recursive || !isDirectory(path))
     {
         return chmod(path.c_str(), mode) == 0;
@@ -217,7 +220,7 @@ bool Chown(const std::string path, const std::string user, const std::string gro
         findId<passwd>(user, getpwnam_r, [](const passwd& record) -> id_t { return record.pw_uid; });
     const std::optional<id_t> gid = findId<struct group>(
         group, getgrnam_r, [](const struct group& record) -> id_t { return record.gr_gid; });
-    if (!uid || !gid)
+    if (!uid || !gid || path.find('\0') != std::string::npos)
     {
         return false;
     }

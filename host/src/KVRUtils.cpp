@@ -1,11 +1,10 @@
-#include "Immortal.h"
-
 #include <kvr/KVRUtils.h>
 
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
 #include <mutex>
 
 namespace KVR
@@ -36,6 +35,12 @@ std::string escapeValue(const std::string& value)
     return escaped;
 }
 
+/** A path with a zero byte would name another file to the system. */
+bool hasNoZero(const std::string& path)
+{
+    return path.find('\0') == std::string::npos;
+}
+
 struct CodesetSetting
 {
     std::mutex mutex;
@@ -44,8 +49,9 @@ struct CodesetSetting
 
 CodesetSetting& codesetSetting()
 {
-    static Immortal<CodesetSetting> setting;
-    return setting.value;
+    // Never destroyed: threads that outlive main may still connect.
+    static CodesetSetting& setting = *std::make_unique<CodesetSetting>().release();
+    return setting;
 }
 
 } // namespace
@@ -90,13 +96,13 @@ std::string DomainToDn(const std::string domain)
 bool IsFileExist(const std::string path)
 {
     struct stat status = {};
-    return stat(path.c_str(), &status) == 0 && !S_ISDIR(status.st_mode);
+    return hasNoZero(path) && stat(path.c_str(), &status) == 0 && !S_ISDIR(status.st_mode);
 }
 
 bool IsPathExist(const std::string path)
 {
     struct stat status = {};
-    return stat(path.c_str(), &status) == 0;
+    return hasNoZero(path) && stat(path.c_str(), &status) == 0;
 }
 
 bool IsMemberOfList(const std::list<std::string> members, const std::string text)

@@ -38,9 +38,9 @@ public:
     void SetParameter(const std::string& name, const std::string& value);
 
     /**
-     * Reads parameters from a file of "NAME = value" lines; blank lines and lines that begin with
-     * '#' are left out, white space around name and value does not count, the last of equal names
-     * wins. Nothing is taken from a file that has a bad line.
+     * Reads parameters from a file of "NAME = value" lines; empty lines and lines that begin with
+     * '#' are left out, white space at the ends of line, name and value does not count, the last of
+     * equal names wins. Nothing is taken from a file that has a bad line.
      * @throws EKVRError naming file and line when the file can't be read or a line has no "="
      *         or no name
      */

@@ -33,7 +33,8 @@ public:
 
     /**
      * @param count number of arguments behind the format; more than are given count as given
-     * @param format printf(3) format with the conversions d i u o x X c s p e E f F g G a A
+     * @param format printf(3) format with the conversions d i u o x X c s p e E f F g G a A; length
+     *        modifiers are passed over, width and precision go up to 65535
      * @return the text, owned by the formatter
      */
     template <typename... Arguments>
@@ -65,9 +66,22 @@ private:
         template <typename Integer,
                   std::enable_if_t<std::is_integral_v<Integer> || std::is_enum_v<Integer>, int> = 0>
         Argument(Integer value)
-            : kind(std::is_signed_v<Integer> || std::is_enum_v<Integer> ? Kind::Signed : Kind::Unsigned),
+            : kind(isSigned<Integer>() ? Kind::Signed : Kind::Unsigned),
               integer(static_cast<long long>(value))
         {
+        }
+
+        template <typename Integer>
+        static constexpr bool isSigned()
+        {
+            if constexpr (std::is_enum_v<Integer>)
+            {
+                return std::is_signed_v<std::underlying_type_t<Integer>>;
+            }
+            else
+            {
+                return std::is_signed_v<Integer>;
+            }
         }
 
         Kind kind = Kind::None;
@@ -79,6 +93,7 @@ private:
 
     class Composer;
 
+    void ReportMisfit(const char* format) const;
     const char* Format(const char* format, const Argument* arguments, std::size_t count);
 
     const char* file_;

@@ -32,7 +32,10 @@ enum KVRLogLevel : int
 class KVR_API CKVRLogProvider
 {
 public:
-    /** Receives one message, without a line end. It must not log itself. */
+    /**
+     * Receives one message, without a line end. It must neither log nor use a CKVRFormatCall; what
+     * it throws leaves Put.
+     */
     using Sink = std::function<void(KVRLogLevel level, const std::string& text)>;
 
     static CKVRLogProvider& GetLogProvider();
@@ -48,7 +51,7 @@ public:
     void SetSink(Sink target);
 
     /**
-     * Appends messages to the file, one a line.
+     * Appends messages to the file, each with a line end.
      * @throws EKVRError when the file can't be opened; the old target stays
      */
     void SetFile(const std::string& path);

@@ -42,8 +42,8 @@ public:
     /** Recomposes the text of what() from the fields; call it after changing one of them. */
     virtual void makewhat();
 
-    virtual const std::string& msg() const;
-    virtual const std::string& details() const;
+    virtual const std::string& msg() const;     /**< the message alone */
+    virtual const std::string& details() const; /**< the details alone, often empty */
 
     /** Kind of the error: 1 general, 2 failed check, 3 internal, 4 out of memory. */
     virtual int errcode() const;

@@ -111,7 +111,7 @@ public:
     /** [slot 69] Value of a parameter, "" when it is unknown. */
     virtual std::string GetParameter(const std::string& name) = 0;
 
-    /** [slot 70] */
+    /** [slot 70] True when the parameter has a value, be it a default. */
     virtual bool HasParameter(const std::string& name) = 0;
 
     /** [slot 71] Declares a parameter with its default; a value that was set stays. */

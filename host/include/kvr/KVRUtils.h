@@ -44,14 +44,15 @@ KVR_API const char* ExtractFileName(const char* path);
 
 /**
  * Changes permission bits. With `recursive`, everything below a directory gets the same bits;
- * symbolic links inside are neither changed nor followed.
+ * symbolic links inside are neither changed nor followed. The path itself may be a link.
  * @return true when every change succeeded; the others are made all the same
  */
 KVR_API bool Chmod(const std::string path, unsigned int mode, bool recursive);
 
 /**
  * Changes owner and group, given by name or by number; an empty name leaves that one as it is.
- * With `recursive`, everything below a directory follows; symbolic links inside are not followed.
+ * With `recursive`, everything below a directory follows; symbolic links inside are not followed,
+ * the path itself may be one.
  * @return true when both names are known and every change succeeded
  */
 KVR_API bool Chown(const std::string path, const std::string user, const std::string group, bool recursive);

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <stdexcept>
 #include <string>
 
 namespace KVR::Test
@@ -298,6 +299,41 @@ TEST_F(FormatCall, NullCallSitesAreHarmless)
     CKVRFormatCall nowhere(nullptr, nullptr, 0);
     EXPECT_STREQ(nowhere(0, "%s"), "%s");
     EXPECT_EQ(log.messages().at(0).second, ":0(): arguments don't fit the format: %s");
+}
+
+TEST_F(FormatCall, ALogThatFailsDoesNotTakeTheTextAway)
+{
+    const Support::LogCapture log(kvrLOG_NOTICE);
+    CKVRLogProvider::GetLogProvider().SetSink([](KVRLogLevel, const std::string&)
+                                              { throw std::runtime_error("no room for the log"); });
+    EXPECT_STREQ(format_(1, "%d", "text"), "text");
+}
+
+TEST_F(FormatCall, ACharacterBeyondAsciiIsACharacter)
+{
+    EXPECT_STREQ(format_(1, "%c", '\xe9'), "\xe9");
+}
+
+TEST_F(FormatCall, AnEnumerationIsPrintedByItsUnderlyingType)
+{
+    enum class Wide : unsigned long long
+    {
+        Highest = ULLONG_MAX
+    };
+    enum class Narrow : int
+    {
+        Below = -1
+    };
+    EXPECT_STREQ(format_(1, "%u", Wide::Highest), "18446744073709551615");
+    EXPECT_STREQ(format_(1, "%d", Narrow::Below), "-1");
+}
+
+TEST_F(FormatCall, FlagsThatDoNotBelongToTheConversionAreLeftOut)
+{
+    EXPECT_STREQ(format_(1, "%#d", 5), "5");
+    EXPECT_STREQ(format_(1, "%#x", 255), "0xff");
+    EXPECT_STREQ(format_(1, "%'x", 255), "ff");
+    EXPECT_STREQ(format_(1, "%Id", 5), "5");
 }
 
 } // namespace KVR::Test

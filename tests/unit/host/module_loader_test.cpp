@@ -11,6 +11,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <stdexcept>
+
 namespace KVR::Test
 {
 
@@ -191,6 +193,24 @@ TEST_F(ModuleLoader, AnErrorAtTheModulesEndIsLogged)
         {kvrLOG_FAILURE, "A module failed to stop: Fake failure in module_done (module)"},
         {kvrLOG_FAILURE, "A module failed to stop."}};
     EXPECT_EQ(log.messages(), expected);
+}
+
+TEST_F(ModuleLoader, AModuleThatFailsToWithdrawIsWithdrawnBeforeItsCodeGoes)
+{
+    const Support::LogCapture log;
+    core_.SetParameter("FAKE_THROW", "early");
+    EXPECT_EQ(LoadingGives(fake("throwing")).message, "");
+    EXPECT_EQ(core_.FindInterface("fake"), nullptr);
+}
+
+TEST_F(ModuleLoader, ALogThatFailsDoesNotStopTheEndOfAModule)
+{
+    const Support::LogCapture log;
+    CKVRLogProvider::GetLogProvider().SetSink([](KVRLogLevel, const std::string&)
+                                              { throw std::runtime_error("no room for the log"); });
+    core_.SetParameter("FAKE_THROW", "done");
+    EXPECT_EQ(LoadingGives(fake("throwing")).message, "");
+    EXPECT_EQ(core_.FindInterface("fake"), nullptr);
 }
 
 } // namespace KVR::Test

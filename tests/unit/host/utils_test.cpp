@@ -191,4 +191,13 @@ TEST(DefaultCodeset, ItIsUtf8UntilSetOtherwise)
     EXPECT_EQ(DefaultCodeset(), "UTF-8");
 }
 
+TEST_F(Paths, WithAZeroByteNameNothing)
+{
+    const std::string shortened("/tmp\0x", 6);
+    EXPECT_FALSE(IsPathExist(shortened));
+    EXPECT_FALSE(IsFileExist(std::string("/etc/passwd\0x", 13)));
+    EXPECT_FALSE(Chmod(shortened, 01777, false));
+    EXPECT_FALSE(Chown(shortened, "", "", false));
+}
+
 } // namespace KVR::Test

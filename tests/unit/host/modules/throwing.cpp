@@ -48,6 +48,10 @@ KVR_FAKE_EXPORT bool module_init(IKVRCore& core)
 
 KVR_FAKE_EXPORT void module_done(IKVRCore& core)
 {
+    if (core.GetParameter("FAKE_THROW") == "early")
+    {
+        throw FakeError("module_done");
+    }
     core.UnregisterInterface("fake");
     if (core.GetParameter("FAKE_THROW") == "done")
     {
