@@ -1,5 +1,7 @@
 #include "SearchTest.h"
 
+#include <algorithm>
+
 namespace KVR
 {
 
@@ -96,7 +98,10 @@ TEST_F(CursorTest, TheLibraryFollowsSearchReferencesWithAnAnonymousBind)
     other.onSearch(Answer().entry("cn=z,dc=y"));
     const QueryPointer query = searchFor(Answer().entry("cn=a,dc=x").reference({other.uri() + "/dc=y"}));
     EXPECT_THAT(walk(*query), ::testing::UnorderedElementsAre("cn=a,dc=x", "cn=z,dc=y"));
-    ASSERT_THAT(other.operations(), ElementsAre(Operation::Bind, Operation::Search));
+    // The library takes leave of the other server in its own time.
+    std::vector<Operation> asked = other.operations();
+    asked.erase(std::remove(asked.begin(), asked.end(), Operation::Unbind), asked.end());
+    ASSERT_THAT(asked, ElementsAre(Operation::Bind, Operation::Search));
     EXPECT_TRUE(other.only(Operation::Bind).bind.simple);
     EXPECT_EQ("", other.only(Operation::Bind).dn);
     EXPECT_EQ("dc=y", other.only(Operation::Search).dn);
