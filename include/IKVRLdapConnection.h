@@ -123,50 +123,97 @@ public:
     virtual std::shared_ptr<IKVRLdapQuery> Search(const std::string& base, const std::string& filter,
                                                   std::list<std::string>& attributes, alSCOPE scope) = 0;
 
-    /** Removes an attribute with all its values. */
+    /**
+     * Removes an attribute with all its values, in one modify request (RFC 4511, section 4.6).
+     * @throws EKVRCheckError without a session, EKVROpenLdapError when the server refuses, also when
+     *         the entry lacks the attribute
+     */
     virtual void DeleteAttr(const std::string& dn, const std::string& attribute) = 0;
 
-    /** Changes one value of an attribute. The value may be empty with alREMOVEALL only. */
+    /**
+     * Changes one value of an attribute in one modify request.
+     * @param value may be empty with alREMOVEALL only, which then removes the whole attribute
+     * @param operation a value outside the enumeration replaces
+     * @throws EKVRCheckError for an empty value with any other operation, then without a session;
+     *         EKVROpenLdapError when the server refuses; what LocalToUtf8 throws
+     */
     virtual void SetAttrValue(const std::string& dn, const std::string& attribute, const std::string& value,
                               alOPERATION operation) = 0;
 
-    /** Changes several values of an attribute in one request; the list is not changed. */
+    /**
+     * The same for several values in one request.
+     * @param values not changed; empty texts in it are sent; it may be empty with alREMOVEALL only
+     */
     virtual void SetAttrValues(const std::string& dn, const std::string& attribute,
                                std::list<std::string>& values, alOPERATION operation) = 0;
 
     /**
      * Changes an entry by a batch of modifications in one request.
-     * @param attributes values by attribute name with a mode character in front: '!', '+', '-',
-     *        '='. They are sent in the order of the map: '!' first, then '+', '-', '='
+     * @param attributes values by attribute name with a mode character in front: '!' removes the
+     *        attribute, '+' adds the values, '-' removes them, '=' replaces by them. They are sent in
+     *        the order of the map: '!' first, then '+', '-', '='. Not changed
+     * @throws EKVRCheckError without a session; EKVRInternalError for an empty name, and when the
+     *         request can't be built: a name without a mode character, a value that can't be
+     *         converted; EKVROpenLdapError when the server refuses
      */
     virtual void UpdateDN(const std::string& dn, std::multimap<std::string, std::string>& attributes) = 0;
 
-    /** Deletes an entry after the entries below it, in one pass and in the server's order. */
+    /**
+     * Deletes an entry after the entries below it, in one pass and in the server's order: a child with
+     * children of its own makes the server refuse when it comes before them. What was deleted by then
+     * is gone.
+     * @throws EKVRCheckError without a session; EKVROpenLdapError when the server refuses, with the
+     *         given DN in its text; what Search and Fetch throw
+     */
     virtual void DeleteDN(const std::string& dn) = 0;
 
-    /** Adds an entry; neither names nor values may be empty. */
+    /**
+     * Adds an entry (RFC 4511, section 4.7).
+     * @param attributes values by attribute name, neither of them empty. Not changed
+     * @throws EKVRCheckError without a session; EKVRInternalError for an empty name or value, and
+     *         when a value can't be converted; EKVROpenLdapError when the server refuses
+     */
     virtual void AddDN(const std::string& dn, std::multimap<std::string, std::string>& attributes) = 0;
 
-    /** Gives an entry a new RDN under the same parent; the old RDN's value is removed. */
+    /**
+     * Gives an entry a new RDN under the same parent; the old RDN's value is removed (RFC 4511,
+     * section 4.9).
+     * @throws EKVRCheckError without a session; EKVROpenLdapError when the server refuses
+     */
     virtual void RenameDN(const std::string& dn, const std::string& newRdn) = 0;
 
     /**
-     * Changes one binary value.
-     * @param data bytes, not copied
-     * @param size number of bytes
+     * Changes one binary value in one modify request.
+     * @param data bytes, neither copied nor converted. Null is let through with alREMOVEALL only, and
+     *        then only with size 0: libldap ends the process on a null pointer with a size
+     * @param size number of bytes; 0 is one empty value
+     * @throws as SetAttrValue
      */
     virtual void SetAttrBinaryValue(const std::string& dn, const std::string& attribute, const char* data,
                                     unsigned long size, alOPERATION operation) = 0;
 
     /**
-     * First value of an attribute as bytes.
-     * @param size receives the number of bytes
+     * First value of an attribute as bytes, not ended by a zero byte.
+     *
+     * Call it on a connection that has a session only: unlike the other operations it does not look,
+     * and libldap ends the process without one.
+     * @param size receives the number of bytes. It is 0 when the entry does not exist, does not have
+     *        the attribute or has an empty value; it stays as it was when the server returns the entry
+     *        without the attribute or the attribute without values
      * @return a buffer that the caller releases with free(3), or null
+     * @throws EKVROpenLdapError when the search fails, a size limit included; EKVROutOfMemory when
+     *         the buffer can't be allocated
      */
     virtual char* GetAttrBinaryValue(const std::string& dn, const std::string& attribute,
                                      unsigned long& size) = 0;
 
-    /** Creates the organisational units of a DN that are missing, from the top down. */
+    /**
+     * Creates the organisational units of a DN that are missing, from the top down. Only components
+     * that begin with a lower-case "ou=" are looked at; the domain begins at the first "dc=", and
+     * without one the units stand at the root.
+     * @throws EKVRCheckError for an empty DN, then without a session; what Search and AddDN throw.
+     *         Units created before stay
+     */
     virtual void EnsureOU(const std::string& dn) = 0;
 
     /** @name Configuration of the server's main database

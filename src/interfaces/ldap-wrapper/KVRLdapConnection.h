@@ -1,5 +1,7 @@
 #pragma once
 
+#include "KVRLdapModifications.h"
+
 #include <IKVRLdapConnection.h>
 
 #include <iconv.h>
@@ -127,6 +129,24 @@ private:
     int setSessionOptions();
     void bindAnonymously();
     void bindWithKerberos();
+
+    /** Fills the list from the map; whatever fails is told as "on building attributes". */
+    void buildModifications(CKVRModificationList& list,
+                            const std::multimap<std::string, std::string>& attributes,
+                            const CKVRModificationList::ModeOf& modeOf, const char* function);
+
+    /** Deletes the entries below one, in one pass. @return the first result code that is not 0, or 0 */
+    int deleteBelow(const std::string& dn);
+
+    /** Creates a unit below its parent unless it is there. @return its DN */
+    std::string ensureUnit(const std::string& component, const std::string& parent);
+
+    /** Throws for a refused change of an attribute; the context names the attribute, then the DN. */
+    void checkAttributeChange(int code, const char* context, const std::string& attribute,
+                              const std::string& dn, const char* function, unsigned long line) const;
+
+    /** First value of an entry's first attribute, as GetAttrBinaryValue returns it. */
+    char* firstBinaryValue(LDAPMessage* entry, unsigned long& size);
 
     IKVRCore& core;
     std::unique_ptr<CKVRConnInternal> internal;

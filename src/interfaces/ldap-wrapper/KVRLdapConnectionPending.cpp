@@ -25,63 +25,6 @@ void CKVRLdapConnection::AdjustGecosType()
     throwUnavailable(__func__, __LINE__);
 }
 
-void CKVRLdapConnection::DeleteAttr(const std::string& /*dn*/, const std::string& /*attribute*/)
-{
-    throwUnavailable(__func__, __LINE__);
-}
-
-void CKVRLdapConnection::SetAttrValue(const std::string& /*dn*/, const std::string& /*attribute*/,
-                                      const std::string& /*value*/, alOPERATION /*operation*/)
-{
-    throwUnavailable(__func__, __LINE__);
-}
-
-void CKVRLdapConnection::SetAttrValues(const std::string& /*dn*/, const std::string& /*attribute*/,
-                                       std::list<std::string>& /*values*/, alOPERATION /*operation*/)
-{
-    throwUnavailable(__func__, __LINE__);
-}
-
-void CKVRLdapConnection::UpdateDN(const std::string& /*dn*/,
-                                  std::multimap<std::string, std::string>& /*attributes*/)
-{
-    throwUnavailable(__func__, __LINE__);
-}
-
-void CKVRLdapConnection::DeleteDN(const std::string& /*dn*/)
-{
-    throwUnavailable(__func__, __LINE__);
-}
-
-void CKVRLdapConnection::AddDN(const std::string& /*dn*/,
-                               std::multimap<std::string, std::string>& /*attributes*/)
-{
-    throwUnavailable(__func__, __LINE__);
-}
-
-void CKVRLdapConnection::RenameDN(const std::string& /*dn*/, const std::string& /*newRdn*/)
-{
-    throwUnavailable(__func__, __LINE__);
-}
-
-void CKVRLdapConnection::SetAttrBinaryValue(const std::string& /*dn*/, const std::string& /*attribute*/,
-                                            const char* /*data*/, unsigned long /*size*/,
-                                            alOPERATION /*operation*/)
-{
-    throwUnavailable(__func__, __LINE__);
-}
-
-char* CKVRLdapConnection::GetAttrBinaryValue(const std::string& /*dn*/, const std::string& /*attribute*/,
-                                             unsigned long& /*size*/)
-{
-    throwUnavailable(__func__, __LINE__);
-}
-
-void CKVRLdapConnection::EnsureOU(const std::string& /*dn*/)
-{
-    throwUnavailable(__func__, __LINE__);
-}
-
 void CKVRLdapConnection::EnumerateIndexes(std::list<std::string>& /*indexes*/)
 {
     throwUnavailable(__func__, __LINE__);

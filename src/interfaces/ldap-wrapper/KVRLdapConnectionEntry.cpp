@@ -1,0 +1,216 @@
+#include "KVRLdapCommon.h"
+#include "KVRLdapConnection.h"
+#include "KVRLdapEscapes.h"
+#include "KVRTranslate.h"
+
+#include <IKVRLdapEntity.h>
+#include <IKVRLdapQuery.h>
+#include <kvr/CKVRFormatCall.h>
+#include <kvr/KVRUtils.h>
+
+#include <algorithm>
+
+namespace KVR
+{
+
+namespace
+{
+
+using Attributes = CKVRModificationList::Attributes;
+using Mode = CKVRModificationMode;
+
+[[noreturn]] void throwInvalidAttribute(const char* function, unsigned long line, const std::string& dn)
+{
+    CKVRFormatCall format(__FILE__, function, line);
+    throw EKVRInternalError(format(1, moduleText("Invalid attribute of dn '%s'"), dn.c_str()), "", __FILE__,
+                            function, line);
+}
+
+/** The component from this position to the next comma that is not escaped, trimmed. */
+std::string componentAt(const std::string& path, std::size_t position)
+{
+    std::size_t comma = path.find(',', position);
+    while (comma != std::string::npos && isEscaped(path, comma))
+    {
+        comma = path.find(',', comma + 1);
+    }
+    std::string component = Trim(path.substr(position, comma - position));
+    // A blank that is escaped belongs to the name.
+    return isEscaped(component, component.size()) ? component + ' ' : component;
+}
+
+/** Reads the mode character in front of a name. */
+Mode updateMode(const std::string& name, const std::string& dn)
+{
+    switch (name.front())
+    {
+    case alADD:
+        return {LDAP_MOD_ADD, true, 1};
+    case alREMOVE:
+        return {LDAP_MOD_DELETE, true, 1};
+    case alREPLACE:
+        return {LDAP_MOD_REPLACE, true, 1};
+    case alREMOVEALL:
+        return {LDAP_MOD_DELETE, false, 1};
+    default:
+        break;
+    }
+    CKVRFormatCall format(__FILE__, "UpdateDN", __LINE__);
+    throw EKVRInternalError(
+        format(2, moduleText("Invalid attribute update mode '%s' of dn '%s'"), name.c_str(), dn.c_str()), "",
+        __FILE__, "UpdateDN", __LINE__);
+}
+
+} // namespace
+
+void CKVRLdapConnection::buildModifications(CKVRModificationList& list, const Attributes& attributes,
+                                            const CKVRModificationList::ModeOf& modeOf, const char* function)
+{
+    CKVRModificationList::Convert conversion;
+    if (convert)
+    {
+        conversion = [this](const std::string& value) { return LocalToUtf8(value); };
+    }
+    try
+    {
+        list.Build(attributes, modeOf, conversion);
+    }
+    catch (...)
+    {
+        // Whatever stops the building is reported alike, an invalid mode character too: hosts know
+        // this one text.
+        throw EKVRInternalError(moduleText("on building attributes"), "", __FILE__, function, __LINE__);
+    }
+}
+
+void CKVRLdapConnection::AddDN(const std::string& dn, Attributes& attributes)
+{
+    requireSession();
+    const auto incomplete = [](const auto& pair) { return pair.first.empty() || pair.second.empty(); };
+    if (std::any_of(attributes.begin(), attributes.end(), incomplete))
+    {
+        throwInvalidAttribute("AddDN", __LINE__, dn);
+    }
+    CKVRModificationList list;
+    // The library takes no notice of the operation when it adds.
+    const auto addMode = [](const std::string&) { return Mode{LDAP_MOD_REPLACE, true, 0}; };
+    buildModifications(list, attributes, addMode, "AddDN");
+    const int code = ldap_add_ext_s(internal->ld, dn.c_str(), list.Data(), nullptr, nullptr);
+    if (code != LDAP_SUCCESS)
+    {
+        CKVRFormatCall format(__FILE__, "AddDN", __LINE__);
+        throwOpenLdapError(internal->ld, code, format(1, moduleText("on adding dn '%s'"), dn.c_str()),
+                           __FILE__, "AddDN", __LINE__);
+    }
+}
+
+void CKVRLdapConnection::UpdateDN(const std::string& dn, Attributes& attributes)
+{
+    requireSession();
+    const auto nameless = [](const auto& pair) { return pair.first.empty(); };
+    if (std::any_of(attributes.begin(), attributes.end(), nameless))
+    {
+        throwInvalidAttribute("UpdateDN", __LINE__, dn);
+    }
+    CKVRModificationList list;
+    buildModifications(
+        list, attributes, [&dn](const std::string& name) { return updateMode(name, dn); }, "UpdateDN");
+    const int code = ldap_modify_ext_s(internal->ld, dn.c_str(), list.Data(), nullptr, nullptr);
+    if (code != LDAP_SUCCESS)
+    {
+        CKVRFormatCall format(__FILE__, "UpdateDN", __LINE__);
+        throwOpenLdapError(internal->ld, code, format(1, moduleText("on modifying dn '%s'"), dn.c_str()),
+                           __FILE__, "UpdateDN", __LINE__);
+    }
+}
+
+void CKVRLdapConnection::DeleteDN(const std::string& dn)
+{
+    requireSession();
+    int code = deleteBelow(dn);
+    if (code == LDAP_SUCCESS)
+    {
+        code = ldap_delete_ext_s(internal->ld, dn.c_str(), nullptr, nullptr);
+    }
+    if (code != LDAP_SUCCESS)
+    {
+        CKVRFormatCall format(__FILE__, "DeleteDN", __LINE__);
+        throwOpenLdapError(internal->ld, code, format(1, moduleText("on deleting dn '%s'"), dn.c_str()),
+                           __FILE__, "DeleteDN", __LINE__);
+    }
+}
+
+int CKVRLdapConnection::deleteBelow(const std::string& dn)
+{
+    std::list<std::string> names{"cn"};
+    const auto query = Search(dn, "(objectClass=*)", names, alSCOPE_CHILDREN);
+    if (!query)
+    {
+        return LDAP_SUCCESS; // the deletion of the entry itself tells that it is missing
+    }
+    query->First();
+    std::shared_ptr<IKVRLdapEntity> entry;
+    int code = LDAP_SUCCESS;
+    // One pass in the server's order: an entry with children of its own stops it.
+    while (code == LDAP_SUCCESS && query->Fetch(entry))
+    {
+        code = ldap_delete_ext_s(internal->ld, entry->dn.c_str(), nullptr, nullptr);
+    }
+    return code;
+}
+
+void CKVRLdapConnection::RenameDN(const std::string& dn, const std::string& newRdn)
+{
+    requireSession();
+    constexpr int deleteOldRdn = 1;
+    const int code =
+        ldap_rename_s(internal->ld, dn.c_str(), newRdn.c_str(), nullptr, deleteOldRdn, nullptr, nullptr);
+    if (code != LDAP_SUCCESS)
+    {
+        CKVRFormatCall format(__FILE__, "RenameDN", __LINE__);
+        throwOpenLdapError(
+            internal->ld, code,
+            format(2, moduleText("on renaming dn '%s' to rdn '%s'"), dn.c_str(), newRdn.c_str()), __FILE__,
+            "RenameDN", __LINE__);
+    }
+}
+
+void CKVRLdapConnection::EnsureOU(const std::string& dn)
+{
+    if (dn.empty())
+    {
+        throwEmptyArgument(__FILE__, "EnsureOU", __LINE__);
+    }
+    requireSession();
+    const std::size_t domain = dn.find("dc=");
+    std::string parent = domain == std::string::npos ? "" : Trim(dn.substr(domain));
+    // Units stand in front of the domain's comma; without a domain the path's end counts as one.
+    std::size_t comma = domain == std::string::npos ? dn.size() : dn.rfind(',', domain);
+    while (comma != std::string::npos)
+    {
+        const std::size_t unit = dn.rfind("ou=", comma);
+        if (unit == std::string::npos)
+        {
+            return;
+        }
+        parent = ensureUnit(componentAt(dn, unit), parent);
+        comma = unit == 0 ? std::string::npos : dn.rfind(',', unit - 1);
+    }
+}
+
+std::string CKVRLdapConnection::ensureUnit(const std::string& component, const std::string& parent)
+{
+    const std::string name = plainValue(component.substr(3));
+    std::list<std::string> everything{"*"};
+    const std::string filter = "(&(objectClass=organizationalUnit)(ou=" + filterValue(name) + "))";
+    const auto query = Search(parent, filter, everything, alSCOPE_ONE);
+    std::string dn = parent.empty() ? component : component + "," + parent;
+    if (!query || query->Count() <= 0)
+    {
+        Attributes attributes{{"objectClass", "top"}, {"objectClass", "organizationalUnit"}, {"ou", name}};
+        AddDN(dn, attributes);
+    }
+    return dn;
+}
+
+} // namespace KVR
