@@ -22,6 +22,13 @@ namespace
 class TwoConnections : public testing::Test
 {
 protected:
+    TwoConnections()
+    {
+        // The library sets itself up at its first call, which must not come from two threads at once.
+        int level = 0;
+        ldap_get_option(nullptr, LDAP_OPT_DEBUG_LEVEL, &level);
+    }
+
     /** Runs the work in two threads, each with a connection of its own. */
     void inTwoThreads(const std::function<void(CKVRLdapConnection&)>& work)
     {
