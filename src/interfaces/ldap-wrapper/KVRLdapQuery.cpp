@@ -36,7 +36,7 @@ void reportAttribute(const char* function, unsigned long line, const char* forma
 
 CKVRLMsgInternal::~CKVRLMsgInternal()
 {
-    MessageOwner(std::exchange(result, nullptr));
+    const MessageOwner released(std::exchange(result, nullptr));
     current = nullptr;
 }
 

@@ -114,7 +114,7 @@ extern "C"
         {
             KVR::CKVRFormatCall format(__FILE__, "get_module_info", __LINE__);
             std::fprintf(stderr, "%s\n", format(1, KVR::hostText("Invalid host type %d."), host->kind));
-            std::fflush(stderr);
+            static_cast<void>(std::fflush(stderr));
             return nullptr;
         }
         if (description.displayName == nullptr)
