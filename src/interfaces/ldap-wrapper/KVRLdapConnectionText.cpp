@@ -67,7 +67,7 @@ std::string CKVRLdapConnection::Utf8ToLocal(const std::string& text)
 
 std::string CKVRLdapConnection::InternalIconv(bool toUtf8, const std::string& text) const
 {
-    const iconv_t handle = toUtf8 ? internal->toUtf8 : internal->toLocal;
+    auto* const handle = toUtf8 ? internal->toUtf8 : internal->toLocal;
     if (handle == closedConversion())
     {
         throw EKVRCheckError(moduleText("Invalid iconv handle."), "");

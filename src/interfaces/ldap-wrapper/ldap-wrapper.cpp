@@ -113,7 +113,8 @@ extern "C"
         if (host->kind != KVR::kvrHOST_CORE)
         {
             KVR::CKVRFormatCall format(__FILE__, "get_module_info", __LINE__);
-            std::fprintf(stderr, "%s\n", format(1, KVR::hostText("Invalid host type %d."), host->kind));
+            static_cast<void>(
+                std::fprintf(stderr, "%s\n", format(1, KVR::hostText("Invalid host type %d."), host->kind)));
             static_cast<void>(std::fflush(stderr));
             return nullptr;
         }
