@@ -22,6 +22,13 @@ extern "C"
     int __real_ldap_search_ext_s(LDAP* session, const char* base, int scope, const char* filter,
                                  char** attributes, int typesOnly, LDAPControl** server, LDAPControl** client,
                                  timeval* timeout, int sizeLimit, LDAPMessage** result);
+    int __real_ldap_add_ext_s(LDAP* session, const char* dn, LDAPMod** list, LDAPControl** server,
+                              LDAPControl** client);
+    int __real_ldap_modify_ext_s(LDAP* session, const char* dn, LDAPMod** list, LDAPControl** server,
+                                 LDAPControl** client);
+    int __real_ldap_delete_ext_s(LDAP* session, const char* dn, LDAPControl** server, LDAPControl** client);
+    int __real_ldap_rename_s(LDAP* session, const char* dn, const char* rdn, const char* superior,
+                             int deleteOldRdn, LDAPControl** server, LDAPControl** client);
     int __real_ldap_count_entries(LDAP* session, LDAPMessage* result);
     char* __real_ldap_get_dn(LDAP* session, LDAPMessage* entry);
     berval** __real_ldap_get_values_len(LDAP* session, LDAPMessage* entry, const char* name);
@@ -56,6 +63,28 @@ std::string optionText(int option, const void* value)
         return text.data();
     }
     return "?";
+}
+
+LdapInterposer::Write writeOf(LDAPMod** list, bool hasControls)
+{
+    LdapInterposer::Write write;
+    write.hasControls = hasControls;
+    for (; *list != nullptr; ++list)
+    {
+        const LDAPMod& change = **list;
+        write.changes.push_back({change.mod_op, change.mod_type, change.mod_vals.modv_strvals != nullptr});
+    }
+    return write;
+}
+
+/** The code of a call, after the session was given the one that the script wants it to keep. */
+int withKeptCode(int code)
+{
+    if (current != nullptr && current->keptCode)
+    {
+        current->setResultCode(*current->keptCode);
+    }
+    return code;
 }
 
 } // namespace
@@ -218,7 +247,39 @@ extern "C"
             current->searches.push_back({attributes != nullptr, server != nullptr || client != nullptr,
                                          timeout != nullptr, sizeLimit, code, *result});
         }
-        return code;
+        return KVR::Support::withKeptCode(code);
+    }
+
+    int __wrap_ldap_add_ext_s(LDAP* session, const char* dn, LDAPMod** list, LDAPControl** server,
+                              LDAPControl** client)
+    {
+        if (current != nullptr)
+        {
+            current->adds.push_back(KVR::Support::writeOf(list, server != nullptr || client != nullptr));
+        }
+        return KVR::Support::withKeptCode(__real_ldap_add_ext_s(session, dn, list, server, client));
+    }
+
+    int __wrap_ldap_modify_ext_s(LDAP* session, const char* dn, LDAPMod** list, LDAPControl** server,
+                                 LDAPControl** client)
+    {
+        if (current != nullptr)
+        {
+            current->modifies.push_back(KVR::Support::writeOf(list, server != nullptr || client != nullptr));
+        }
+        return KVR::Support::withKeptCode(__real_ldap_modify_ext_s(session, dn, list, server, client));
+    }
+
+    int __wrap_ldap_delete_ext_s(LDAP* session, const char* dn, LDAPControl** server, LDAPControl** client)
+    {
+        return KVR::Support::withKeptCode(__real_ldap_delete_ext_s(session, dn, server, client));
+    }
+
+    int __wrap_ldap_rename_s(LDAP* session, const char* dn, const char* rdn, const char* superior,
+                             int deleteOldRdn, LDAPControl** server, LDAPControl** client)
+    {
+        return KVR::Support::withKeptCode(
+            __real_ldap_rename_s(session, dn, rdn, superior, deleteOldRdn, server, client));
     }
 
     int __wrap_ldap_count_entries(LDAP* session, LDAPMessage* result)

@@ -67,6 +67,20 @@ public:
         LDAPMessage* result = nullptr; /**< null again once it was freed */
     };
 
+    /** One element of the list that an add or a modify got, with its code as it was given. */
+    struct Change
+    {
+        int code = 0;
+        std::string type;
+        bool hasValueList = false;
+    };
+
+    struct Write
+    {
+        std::vector<Change> changes;
+        bool hasControls = false;
+    };
+
     /** @name Records, in the order of the calls
      * @{ */
     std::vector<std::string> initialized; /**< URIs */
@@ -75,6 +89,8 @@ public:
     std::vector<Bind> binds;
     std::vector<InteractiveBind> interactiveBinds;
     std::vector<Search> searches;
+    std::vector<Write> adds;
+    std::vector<Write> modifies;
     std::vector<LDAPMessage*> freed; /**< by ldap_msgfree, null not counted */
     int unbinds = 0;
     /** @} */
@@ -87,6 +103,7 @@ public:
     bool initializeMakesSession = false;  /**< a failing ldap_initialize makes the session */
     std::string initializeDiagnostic;     /**< diagnostic message of the session that it makes */
     std::optional<int> unbindCode;        /**< code of ldap_unbind_ext_s, after the real call */
+    std::optional<int> keptCode;          /**< what searches and writes leave in the session */
     std::optional<int> countEntries;      /**< result of ldap_count_entries */
     bool refuseUrls = false;              /**< ldap_is_ldap_url says no */
     bool withholdDn = false;              /**< ldap_get_dn gives null */
