@@ -365,7 +365,7 @@ public:
         calls.push_back("AddDN " + dn);
         for (const auto& [name, value] : attributes)
         {
-            calls.back() += " " + name + "=" + value;
+            calls.back().append(" ").append(name).append("=").append(value);
         }
     }
 

@@ -8,7 +8,6 @@ namespace KVR
 namespace
 {
 
-using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 /** An operation that writes, and the words in which it tells that the server refused. */
