@@ -282,7 +282,7 @@ TEST_F(GetBinaryTest, AnEntryWithoutADnIsNullAndSize0)
     EXPECT_EQ(nullOfSize0, getFrom(photo({"lost"})));
 }
 
-TEST_F(GetBinaryTest, AnEntryWithoutADnAndACodeInTheSessionIsToldAfterTheResultIsFreed)
+TEST_F(GetBinaryTest, AnEntryWithoutADnAndACodeInTheSessionIsTold)
 {
     library.withholdDn = true;
     library.keptCode = 80;
