@@ -1,13 +1,15 @@
-#include "KVRLdapConnection.h"
 #include "LdapResponder.h"
 #include "LogCapture.h"
+#include "ldap-wrapper.h"
 
+#include <IKVRLdapConnection.h>
 #include <IKVRLdapEntity.h>
 #include <IKVRLdapQuery.h>
 #include <kvr/CKVRCore.h>
 #include <kvr/EKVRError.h>
 
 #include <gmock/gmock.h>
+#include <ldap.h>
 
 #include <atomic>
 #include <functional>
@@ -22,21 +24,14 @@ namespace
 class TwoConnections : public testing::Test
 {
 protected:
-    TwoConnections()
-    {
-        // The library sets itself up at its first call, which must not come from two threads at once.
-        int level = 0;
-        ldap_get_option(nullptr, LDAP_OPT_DEBUG_LEVEL, &level);
-    }
-
     /** Runs the work in two threads, each with a connection of its own. */
-    void inTwoThreads(const std::function<void(CKVRLdapConnection&)>& work)
+    void inTwoThreads(const std::function<void(IKVRLdapConnection&)>& work)
     {
         const auto thread = [&]
         {
-            CKVRLdapConnection connection(host);
-            connection.Connect(server.target(), KVRAuthAnonymous);
-            work(connection);
+            const auto connection = wrapper.getConnection();
+            connection->Connect(server.target(), KVRAuthAnonymous);
+            work(*connection);
         };
         std::thread first(thread);
         std::thread second(thread);
@@ -46,6 +41,7 @@ protected:
 
     LdapResponder server;
     CKVRCore host{KVRHostIdentity{"example.com", "server.example.com", "host.example.com"}};
+    CKVRLdapWrapper wrapper{host};
     LogCapture log{kvrLOG_TRACE};
 };
 
@@ -62,7 +58,7 @@ TEST_F(TwoConnections, WalkTheirOwnResults)
     server.always(Operation::Search, answer);
     std::atomic<int> walked{0};
     inTwoThreads(
-        [&walked](CKVRLdapConnection& connection)
+        [&walked](IKVRLdapConnection& connection)
         {
             for (int round = 0; round < rounds; ++round)
             {
@@ -86,7 +82,7 @@ TEST_F(TwoConnections, KeepTheirOwnResultCodes)
                   { return Answer().result(request.dn == "cn=0" ? LDAP_SUCCESS : LDAP_OTHER); });
     std::atomic<int> next{0};
     inTwoThreads(
-        [&next](CKVRLdapConnection& connection)
+        [&next](IKVRLdapConnection& connection)
         {
             const int number = next++;
             for (int round = 0; round < 100; ++round)
@@ -119,7 +115,7 @@ TEST_F(TwoConnections, ReadTheHostsParametersWhileTheyChange)
         });
     for (int round = 0; round < 20; ++round)
     {
-        inTwoThreads([](CKVRLdapConnection& connection) { EXPECT_TRUE(connection.IsConnected()); });
+        inTwoThreads([](IKVRLdapConnection& connection) { EXPECT_TRUE(connection.IsConnected()); });
     }
     done = true;
     writer.join();
