@@ -22,8 +22,6 @@ target_link_options(kvr-settings INTERFACE -Wl,-z,relro,-z,now)
 if(KVR_SANITIZE)
   target_compile_options(kvr-settings INTERFACE "-fsanitize=${KVR_SANITIZE}" -fno-omit-frame-pointer
                                                 -fno-sanitize-recover=all)
-  # g++ 12 takes the sanitizers' own instructions in <regex> for reads of unset variables.
-  target_compile_options(kvr-settings INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
   target_link_options(kvr-settings INTERFACE "-fsanitize=${KVR_SANITIZE}")
 else()
   target_compile_options(
