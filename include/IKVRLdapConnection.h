@@ -99,7 +99,14 @@ public:
     /** UTF-8 text in the locale's character set; otherwise as LocalToUtf8. */
     virtual std::string Utf8ToLocal(const std::string& text) = 0;
 
-    /** Changes the syntax of the schema's attribute type "gecos" from IA5 to UTF-8 text. */
+    /**
+     * Changes the server's attribute type "gecos" (RFC 2307) from IA5 to UTF-8 text, in the first schema
+     * whose name contains "nis". Without it nothing is sent; a type that was changed before is written
+     * again as it is. The old definition is deleted in one request and the new one added in another:
+     * when the server refuses the second, the schema is left without the type.
+     * @throws EKVRCheckError without a session; EKVRError when the user can't see the schemas;
+     *         EKVRInternalError when several entries have that name; what SetAttrValue throws
+     */
     virtual void AdjustGecosType() = 0;
 
     /** A new, empty entity of this connection. */
@@ -216,25 +223,116 @@ public:
      */
     virtual void EnsureOU(const std::string& dn) = 0;
 
-    /** @name Configuration of the server's main database
-     * Enumerations empty the caller's container first. Indexes, limits and uniqueness: adding what
-     * is there and deleting what is not there does nothing.
+    /** @name Configuration of the server
+     *
+     * The tree "cn=config" of an OpenLDAP server (slapd-config(5)). Values keep the ordering prefix
+     * "{N}" that the server puts in front.
+     *
+     * Enumerations throw EKVRCheckError without a session, and only then empty the caller's container
+     * and search; EKVRError when the user can't see the tree; what Search and Fetch throw. An entry that
+     * is not there leaves the container empty.
+     *
+     * Each change sends one request at most and throws what SetAttrValue throws.
      * @{ */
+
+    /**
+     * Attribute indexes of the main database ("olcDbIndex").
+     * @param indexes receives them in UTF-8, in the server's order
+     */
     virtual void EnumerateIndexes(std::list<std::string>& indexes) = 0;
+
+    /**
+     * Adds an index, such as "uid eq", unless the same text is listed.
+     * @throws EKVRCheckError for an empty text; what EnumerateIndexes throws
+     */
     virtual void AddDBIndex(const std::string& index) = 0;
+
+    /** Removes an index if this text is listed. @throws as AddDBIndex */
     virtual void DeleteDBIndex(const std::string& index) = 0;
+
+    /**
+     * Access rules of the main database ("olcAccess", slapd.access(5)) in their order.
+     * @param rules receives them, converted from UTF-8 twice: a rule with other characters than ASCII
+     *        makes it fail in a locale that is not UTF-8
+     * @throws EKVRInternalError when several databases have the main database's name
+     */
     virtual void EnumerateDBAccessRules(std::list<std::string>& rules) = 0;
+
+    /**
+     * Inserts a rule.
+     * @param position its place from 0, or -1 for the end; the server takes one beyond the end as the end
+     * @throws EKVRCheckError without a session; EKVRError for a position below -1
+     */
     virtual void AddDBAccessRule(int position, const std::string& rule) = 0;
+
+    /**
+     * Removes the rule at a position, from 0; the server refuses one beyond the last.
+     * @throws EKVRCheckError without a session; EKVRError for a position below 0
+     */
     virtual void DeleteDBAccessRule(int position) = 0;
+
+    /**
+     * Names of the loaded schemas.
+     * @param schemas receives them, converted from UTF-8 twice
+     */
     virtual void EnumerateLdapSchemas(std::list<std::string>& schemas) = 0;
+
+    /**
+     * True when a schema of this name is loaded, whatever its ordering prefix.
+     * @param name goes into a filter (RFC 4515) as it is: '*', '(', ')' and '\' act there
+     * @throws as an enumeration; EKVRInternalError when several schemas match
+     */
     virtual bool IsLdapSchemaRegistered(const std::string& name) = 0;
+
+    /**
+     * Modules of the server's first module list ("olcModuleLoad").
+     * @param modules receives them in the server's order
+     */
     virtual void EnumerateModules(std::list<std::string>& modules) = 0;
+
+    /**
+     * Databases that serve a suffix.
+     * @param databases receives the first suffix by the database's name, such as "{1}hdb"; of equal
+     *        names the first counts
+     */
     virtual void EnumerateDatabases(std::map<std::string, std::string>& databases) = 0;
+
+    /**
+     * Rules of the main database's overlay "unique" ("olcUniqueURI", slapo-unique(5)).
+     * @param uris receives them in UTF-8, in the server's order; empty without the overlay
+     */
     virtual void EnumerateDBUniqueness(std::list<std::string>& uris) = 0;
-    virtual void AddDBUniqueness(const std::string& uri) = 0;
-    virtual void DeleteDBUniqueness(const std::string& uri) = 0;
+
+    /**
+     * Adds a rule unless the same text is listed.
+     * @throws EKVRCheckError for an empty text; EKVRInternalError without the overlay; what
+     *         EnumerateDBUniqueness throws
+     */
+    virtual void AddDBUniqueness(const std::string& rule) = 0;
+
+    /** Removes a rule if this text is listed. @throws as AddDBUniqueness */
+    virtual void DeleteDBUniqueness(const std::string& rule) = 0;
+
+    /**
+     * Limits of the main database ("olcLimits", slapd.conf(5)).
+     * @param limits receives the whole stored values in UTF-8 by the requester, which is the text between
+     *        the ordering prefix and the next blank; of equal requesters the last counts, a value of
+     *        another form is left out
+     */
     virtual void EnumerateDBLimits(std::map<std::string, std::string>& limits) = 0;
+
+    /**
+     * Adds the limits of a requester unless there are some already; these stay as they are then.
+     * @param who requester, such as "users", as it is; may be empty
+     * @param limit such as "size=500 time=10", taken without white space around it
+     * @throws EKVRCheckError for an empty limit; what EnumerateDBLimits throws
+     */
     virtual void AddDBLimit(const std::string& who, const std::string& limit) = 0;
+
+    /**
+     * Removes the value that EnumerateDBLimits gives for a requester, if there is one.
+     * @throws EKVRCheckError for an empty requester; what EnumerateDBLimits throws
+     */
     virtual void DeleteDBLimit(const std::string& who) = 0;
     /** @} */
 

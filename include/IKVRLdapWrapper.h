@@ -31,10 +31,12 @@ public:
     /**
      * Loads a schema file into the configuration folder of this computer's own server with
      * slapadd(8). A running server sees it after its next start.
-     * @param name file name, extension included, in the folder that the host parameter
-     *        "KVR_LDAP_SCHEMA_DIR" names
+     * @param file file name, extension included, in the folder that the host parameter
+     *        "KVR_LDAP_SCHEMA_DIR" names. It becomes part of a command of sh(1) as it is
+     * @throws EKVRError when this computer is no server, the file does not exist or slapadd fails;
+     *         whether the files could be given back to the server's account is not told
      */
-    virtual void RegisterLdapSchema(const std::string& name) = 0;
+    virtual void RegisterLdapSchema(const std::string& file) = 0;
 
     /**
      * The URIs of the first "URI" line of /etc/ldap/ldap.conf (ldap.conf(5)), separated by

@@ -90,8 +90,8 @@ public:
     void EnumerateModules(std::list<std::string>& modules) override;
     void EnumerateDatabases(std::map<std::string, std::string>& databases) override;
     void EnumerateDBUniqueness(std::list<std::string>& uris) override;
-    void AddDBUniqueness(const std::string& uri) override;
-    void DeleteDBUniqueness(const std::string& uri) override;
+    void AddDBUniqueness(const std::string& rule) override;
+    void DeleteDBUniqueness(const std::string& rule) override;
     void EnumerateDBLimits(std::map<std::string, std::string>& limits) override;
     void AddDBLimit(const std::string& who, const std::string& limit) override;
     void DeleteDBLimit(const std::string& who) override;

@@ -21,6 +21,7 @@ namespace
 {
 
 constexpr char clientConfiguration[] = "/etc/ldap/ldap.conf";
+constexpr char serverConfiguration[] = "/etc/ldap/slapd.d";
 
 /** The value of the first "URI" line of the client configuration, or "". */
 std::string configuredUris(IKVRCore& core)
@@ -65,10 +66,26 @@ std::shared_ptr<IKVRLdapConnection> CKVRLdapWrapper::getConnection()
     return std::make_shared<CKVRLdapConnection>(core);
 }
 
-void CKVRLdapWrapper::RegisterLdapSchema(const std::string& /*name*/)
+void CKVRLdapWrapper::RegisterLdapSchema(const std::string& file)
 {
-    throw EKVRInternalError("Schema registration isn't available.", "", __FILE__, "RegisterLdapSchema",
-                            __LINE__);
+    if (!IsPathExist(serverConfiguration))
+    {
+        throw EKVRError(moduleText("This computer isn't an KVR server."), "");
+    }
+    CKVRFormatCall format(__FILE__, "RegisterLdapSchema", __LINE__);
+    const std::string path = core.GetParameter("KVR_LDAP_SCHEMA_DIR") + "/" + file;
+    if (!IsFileExist(path))
+    {
+        throw EKVRError(format(1, hostText("File '%s' doesn't exists."), path.c_str()), "");
+    }
+    const char* const command = format(2, "slapadd -n 0 -F %s -v -l %s", serverConfiguration, path.c_str());
+    if (ExecCommand(command, false) != 0)
+    {
+        throw EKVRError(format(1, moduleText("Failed to register LDAP schema '%s'."), file.c_str()), "");
+    }
+    // What slapadd wrote belongs to its caller, the server could not read it.
+    Chmod(serverConfiguration, 0750, true);
+    Chown(serverConfiguration, "openldap", "openldap", true);
 }
 
 std::string CKVRLdapWrapper::getDefaultURIs()

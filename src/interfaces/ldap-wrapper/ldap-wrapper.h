@@ -16,7 +16,7 @@ public:
     explicit CKVRLdapWrapper(IKVRCore& host);
 
     std::shared_ptr<IKVRLdapConnection> getConnection() override;
-    void RegisterLdapSchema(const std::string& name) override;
+    void RegisterLdapSchema(const std::string& file) override;
     std::string getDefaultURIs() override;
 };
 
