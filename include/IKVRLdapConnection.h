@@ -337,18 +337,86 @@ public:
     /** @} */
 
     /** @name Replication agreements
+     *
+     * An agreement makes the server pull changes from another one, logged in by Kerberos as this
+     * computer's daemon ("olcSyncrepl" in slapd-config(5)). The host parameters "KVRD_USER" and
+     * "DOMAIN_DN" name the daemon's user and the domain. Operations throw EKVRCheckError without a
+     * session and EKVRError when the user can't see the configuration.
      * @{ */
+
+    /**
+     * Agreements of the main database.
+     * @param agreements replaced by the stored values in UTF-8; left as it is when there is no such
+     *        database
+     */
     virtual void EnumerateSyncRepls(std::list<std::string>& agreements) = 0;
+
+    /**
+     * Adds an agreement to the main database, then one to the configuration database together with
+     * mirror mode. When the server refuses the second the first stays; it does so when mirror mode is
+     * on already.
+     * @param identifier replica identifier; "001" when empty
+     * @param provider host, optionally with a port; the host's server when empty
+     * @throws EKVRError when an agreement has this identifier or this provider, nothing was changed then;
+     *         EKVROpenLdapError when the server refuses; what SetAttrValue throws
+     */
     virtual void AddSyncRepl(std::string identifier, std::string provider) = 0;
+
+    /**
+     * Removes the agreement with this identifier and this provider from both databases and switches
+     * mirror mode off, for whatever other agreements there are too. Does nothing when there is none.
+     * @param identifier,provider as for AddSyncRepl
+     * @throws what SetAttrValue and DeleteAttr throw; what was removed before stays removed
+     */
     virtual void DeleteSyncRepl(std::string identifier, std::string provider) = 0;
     /** @} */
 
-    /** @name Proxy databases for foreign domains
+    /** @name Providers of foreign domains
+     *
+     * A provider makes the server answer for another domain by asking that domain's server: a database
+     * below the frontend's chain overlay and one beside the main database, both of the type "ldap"
+     * (slapd-ldap(5), slapo-chain(5)) and both with the domain's DN as suffix. Domains are DNS names.
+     * Operations throw EKVRCheckError without a session and EKVRError when the user can't see the
+     * configuration.
      * @{ */
+
+    /**
+     * Providers with their suffixes.
+     * @param providers receives the suffix by the name of the chain overlay's database, such as
+     *        "{0}ldap"; empty without the overlay
+     */
     virtual void EnumerateLdapProviders(std::map<std::string, std::string>& providers) = 0;
-    virtual void AddLdapProvider(const std::string& domain, std::string uri, const std::string& reserved) = 0;
+
+    /**
+     * Adds both databases. When the second is refused the first stays.
+     * @param address URI of the other server; without "ldap://" in it, that is put in front, also of
+     *        "ldaps://"
+     * @param reserved not used
+     * @throws EKVRError when the domain has a provider; what AddDN throws
+     */
+    virtual void AddLdapProvider(const std::string& domain, std::string address,
+                                 const std::string& reserved) = 0;
+
+    /**
+     * The chain overlay's database of a domain with all its attributes.
+     * @return the entry, owned by the caller
+     * @throws EKVRError when there is none
+     */
     virtual std::shared_ptr<IKVRLdapEntity> GetLdapProvider(const std::string& domain) = 0;
-    virtual void UpdateLdapProvider(const std::string& domain, std::string uri) = 0;
+
+    /**
+     * Gives both databases another address, the chain overlay's first.
+     * @param address as for AddLdapProvider
+     * @throws EKVRError when one of them does not exist, the first is changed then; what UpdateDN throws
+     */
+    virtual void UpdateLdapProvider(const std::string& domain, std::string address) = 0;
+
+    /**
+     * Deletes the chain overlay's databases of a domain, then every database right below "cn=config" with
+     * the domain's suffix, whatever its kind. Letter case does not count in suffixes: another spelling
+     * of the host's own domain deletes the main database. Does nothing when there is none.
+     * @throws EKVRError for the host's own domain, as it is spelled; what DeleteDN throws
+     */
     virtual void DeleteLdapProvider(const std::string& domain) = 0;
     /** @} */
 

@@ -5,6 +5,12 @@
 namespace KVR
 {
 
+/** A text for libldap, which takes it as char* and does not write to it. */
+inline char* unchanged(const std::string& text)
+{
+    return const_cast<char*>(text.c_str());
+}
+
 /** True for the result codes 47 to 50, all of which are reported as missing access rights. */
 bool isAccessFailure(long code);
 

@@ -99,9 +99,10 @@ public:
     void AddSyncRepl(std::string identifier, std::string provider) override;
     void DeleteSyncRepl(std::string identifier, std::string provider) override;
     void EnumerateLdapProviders(std::map<std::string, std::string>& providers) override;
-    void AddLdapProvider(const std::string& domain, std::string uri, const std::string& reserved) override;
+    void AddLdapProvider(const std::string& domain, std::string address,
+                         const std::string& reserved) override;
     std::shared_ptr<IKVRLdapEntity> GetLdapProvider(const std::string& domain) override;
-    void UpdateLdapProvider(const std::string& domain, std::string uri) override;
+    void UpdateLdapProvider(const std::string& domain, std::string address) override;
     void DeleteLdapProvider(const std::string& domain) override;
 
     /**
@@ -144,6 +145,9 @@ private:
     /** Throws for a refused change of an attribute; the context names the attribute, then the DN. */
     void checkAttributeChange(int code, const char* context, const std::string& attribute,
                               const std::string& dn, const char* function, unsigned long line) const;
+
+    /** Deletes the databases right below an entry of the configuration that a filter finds. */
+    void deleteDatabases(const char* parent, const std::string& filter);
 
     /** First value of an entry's first attribute, as GetAttrBinaryValue returns it. */
     char* firstBinaryValue(LDAPMessage* entry, unsigned long& size);

@@ -30,12 +30,6 @@ int modificationOf(alOPERATION operation)
     }
 }
 
-/** libldap takes texts as char* and does not write to them. */
-char* unchanged(const std::string& text)
-{
-    return const_cast<char*>(text.c_str());
-}
-
 /** One modify request with one modification. */
 int modify(LDAP* session, const std::string& dn, LDAPMod modification)
 {

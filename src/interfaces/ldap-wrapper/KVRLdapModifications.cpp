@@ -7,20 +7,19 @@ namespace KVR
 
 CKVRModificationList::~CKVRModificationList()
 {
-    for (LDAPMod* modification : modifications_)
+    for (LDAPMod** modification = Data(); modification != nullptr && *modification != nullptr; ++modification)
     {
-        std::default_delete<LDAPMod>()(modification);
+        std::default_delete<LDAPMod>()(*modification);
     }
 }
 
 void CKVRModificationList::Build(const Attributes& attributes, const ModeOf& modeOf, const Convert& convert)
 {
-    modifications_.resize(attributes.size() + 1, nullptr);
-    values_.resize(2 * (attributes.size() + 1), nullptr);
-    texts_.resize(attributes.size());
-    auto modification = modifications_.begin();
-    auto value = values_.begin();
-    auto text = texts_.begin();
+    modifications_ = std::make_unique<LDAPMod*[]>(attributes.size() + 1);
+    values_ = std::make_unique<char*[]>(2 * (attributes.size() + 1));
+    texts_.reserve(attributes.size()); // never moved: values_ points into them
+    LDAPMod** modification = modifications_.get();
+    char** value = values_.get();
     for (auto pair = attributes.begin(); pair != attributes.end();)
     {
         const std::string& name = pair->first;
@@ -29,16 +28,25 @@ void CKVRModificationList::Build(const Attributes& attributes, const ModeOf& mod
         record->mod_op = mode.operation;
         // libldap takes names as char* and does not write to them.
         record->mod_type = const_cast<char*>(name.c_str()) + mode.typeOffset;
-        record->mod_vals.modv_strvals = mode.withValues ? &*value : nullptr;
+        record->mod_vals.modv_strvals = mode.withValues ? value : nullptr;
         *modification++ = record.release();
-        for (; pair != attributes.end() && pair->first == name; ++pair)
+        do
         {
             if (mode.withValues)
             {
-                *text = convert ? convert(pair->second) : pair->second;
-                *value++ = (text++)->data();
+                // No choice of one expression, which would copy an unconverted value twice.
+                if (convert)
+                {
+                    texts_.push_back(convert(pair->second));
+                }
+                else
+                {
+                    texts_.push_back(pair->second);
+                }
+                *value++ = texts_.back().data();
             }
-        }
+            ++pair;
+        } while (pair != attributes.end() && pair->first == name);
         ++value; // the null behind the group
     }
 }

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -48,11 +49,11 @@ public:
     void Build(const Attributes& attributes, const ModeOf& modeOf, const Convert& convert);
 
     /** The list once it is built, valid as long as this object. */
-    LDAPMod** Data() { return modifications_.data(); }
+    LDAPMod** Data() { return modifications_.get(); }
 
 private:
-    std::vector<LDAPMod*> modifications_; /**< owned records, null behind the last */
-    std::vector<char*> values_;           /**< pointers to texts_, null behind each group */
+    std::unique_ptr<LDAPMod*[]> modifications_; /**< owned records, null behind the last */
+    std::unique_ptr<char*[]> values_;           /**< pointers to texts_, null behind each group */
     std::vector<std::string> texts_;
 };
 
