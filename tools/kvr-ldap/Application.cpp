@@ -1,5 +1,7 @@
 #include "Application.h"
 
+#include "Arguments.h"
+
 #include <kvr/CKVRLogProvider.h>
 
 #include <algorithm>
@@ -33,6 +35,19 @@ Exit codes:
 Data goes to standard output, messages to standard error.
 )";
 
+/** Gives every option what the user wrote. */
+void unprotectAll(CLI::App& app)
+{
+    for (CLI::Option* const option : app.get_options())
+    {
+        option->transform(Unprotected);
+    }
+    for (CLI::App* const command : app.get_subcommands(nullptr))
+    {
+        unprotectAll(*command);
+    }
+}
+
 } // namespace
 
 Application::Application(const Charset& charset)
@@ -41,6 +56,11 @@ Application::Application(const Charset& charset)
     AddOptions();
     AddModuleCommands(commands_);
     AddSearchCommands(commands_);
+    AddEntryCommands(commands_);
+    AddDeleteCommand(commands_);
+    AddUnitCommand(commands_);
+    AddAttributeCommands(commands_);
+    unprotectAll(app_);
     app_.require_subcommand(1);
     app_.footer(examples);
 }
@@ -54,11 +74,7 @@ void Application::AddOptions()
     AddChoice(app_, "--auth", options_.auth, {"anonymous", "gssapi"},
               "log in anonymously (the default) or with the Kerberos ticket that KRB5CCNAME names");
     app_.add_option("--module", options_.modulePath, "the plug-in")->type_name("FILE");
-    app_.add_option("--param", options_.parameters, "host parameter; may be repeated")
-        ->type_name("NAME=VALUE")
-        ->expected(1)
-        ->take_all()
-        ->allow_extra_args(false);
+    AddRepeated(app_, "--param", options_.parameters, "NAME=VALUE", "host parameter; may be repeated");
     app_.add_option("--params", options_.parameterFile, "file of host parameters, one NAME = VALUE a line")
         ->type_name("FILE");
     AddChoice(app_, "--output", output_, {"text", "json", "ldif"}, "form of the output, by default text");
@@ -92,7 +108,9 @@ int Application::Run(int count, const char* const* arguments)
 
 void Application::Parse(int count, const char* const* arguments)
 {
-    app_.parse(count, arguments);
+    std::vector<std::string> words = ProtectArguments(count, arguments);
+    std::reverse(words.begin(), words.end()); // as the parser wants them
+    app_.parse(std::move(words));
     options_.output = output_ == "json"   ? OutputForm::Json
                       : output_ == "ldif" ? OutputForm::Ldif
                                           : OutputForm::Text;
@@ -114,7 +132,7 @@ int Application::Execute()
     try
     {
         session = std::make_unique<Session>(options_, charset_);
-        Context context{*session, *output, messages_, charset_, quiet_};
+        Context context{*session, *output, messages_, charset_, command.name, quiet_, options_.verbosity > 0};
         command.action(context);
         output->Finish();
         out_.Flush();
@@ -165,22 +183,33 @@ int Application::Print(const std::string& text)
     }
 }
 
+const CLI::App& Application::Named() const
+{
+    const CLI::App* named = &app_;
+    while (!named->get_subcommands().empty())
+    {
+        named = named->get_subcommands().front();
+    }
+    return *named;
+}
+
 Failure Application::UsageFailure(const CLI::ParseError& error) const
 {
-    const std::vector<CLI::App*> chosen = app_.get_subcommands();
-    const std::string command = chosen.empty() ? "" : CommandTable::NameOf(*chosen.front());
+    const CLI::App& named = Named();
+    const std::string command = CommandTable::NameOf(named);
+    const bool isIncomplete = named.get_require_subcommand_min() > 0;
     const std::string advice = "see kvr-ldap " + command + (command.empty() ? "" : " ") + "--help";
 
     const std::vector<std::string> unknown = app_.remaining(true);
     if (!unknown.empty())
     {
         const bool isOption = unknown.front().size() > 1 && unknown.front().front() == '-';
-        const std::string kind = isOption          ? "unknown option"
-                                 : command.empty() ? "unknown command"
-                                                   : "argument too many";
-        return {ExitCode::Usage, command, kind + " '" + unknown.front() + "'", advice};
+        const std::string kind = isOption       ? "unknown option"
+                                 : isIncomplete ? "unknown command"
+                                                : "argument too many";
+        return {ExitCode::Usage, command, kind + " '" + Unprotected(unknown.front()) + "'", advice};
     }
-    if (chosen.empty() && dynamic_cast<const CLI::RequiredError*>(&error) != nullptr)
+    if (isIncomplete && dynamic_cast<const CLI::RequiredError*>(&error) != nullptr)
     {
         return {ExitCode::Usage, command, "no command is given", advice};
     }

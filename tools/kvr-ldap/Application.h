@@ -25,6 +25,9 @@ private:
 
     int Execute();
     int Print(const std::string& text);
+    /** The command that the user named, as far as it is known. */
+    const CLI::App& Named() const;
+
     Failure UsageFailure(const CLI::ParseError& error) const;
     void ConnectLog() const;
 

@@ -5,14 +5,67 @@
 namespace KVR::Cli
 {
 
+namespace
+{
+
+/** A command's own name, and the application or group that it belongs to. */
+std::pair<CLI::App*, std::string> placeOf(CLI::App& app, const std::string& name)
+{
+    const std::size_t blank = name.find(' ');
+    return blank == std::string::npos
+               ? std::pair(&app, name)
+               : placeOf(*app.get_subcommand(name.substr(0, blank)), name.substr(blank + 1));
+}
+
+/** As they are: conversions to a list take "{}" and empty texts for signs. */
+CLI::callback_t storeIn(std::vector<std::string>& values)
+{
+    return [&values](const CLI::results_t& results)
+    {
+        values = results;
+        return true;
+    };
+}
+
+} // namespace
+
+void CommandTable::AddGroup(const std::string& name, const std::string& description)
+{
+    const auto [parent, ownName] = placeOf(app_, name);
+    CLI::App* const group = parent->add_subcommand(ownName, description);
+    group->fallthrough();
+    group->require_subcommand(1);
+    group->footer("Arguments and examples: kvr-ldap " + name + " COMMAND --help\n");
+}
+
 CLI::App& CommandTable::Add(const CommandText& text, LdifForm ldif, const Action& action)
 {
-    CLI::App* const command = app_.add_subcommand(text.name, text.description);
+    const auto [parent, ownName] = placeOf(app_, text.name);
+    CLI::App* const command = parent->add_subcommand(ownName, text.description);
     command->fallthrough();
     command->footer("Examples:\n" + text.examples + "\nGlobal options and exit codes: kvr-ldap --help\n");
     const bool hasLdif = ldif == LdifForm::Entries;
     command->callback([this, command, hasLdif, action] { chosen_ = {NameOf(*command), hasLdif, action}; });
     return *command;
+}
+
+CLI::Option& AddArgumentList(CLI::App& command, const std::string& name, std::vector<std::string>& values,
+                             const std::string& help)
+{
+    return *command.add_option(name, storeIn(values), help)
+                ->type_name("")
+                ->expected(CLI::detail::expected_max_vector_size)
+                ->take_all();
+}
+
+CLI::Option& AddRepeated(CLI::App& command, const std::string& name, std::vector<std::string>& values,
+                         const std::string& form, const std::string& help)
+{
+    return *command.add_option(name, storeIn(values), help)
+                ->type_name(form)
+                ->expected(1)
+                ->take_all()
+                ->allow_extra_args(false);
 }
 
 CLI::Option& AddChoice(CLI::App& command, const std::string& name, std::string& value,

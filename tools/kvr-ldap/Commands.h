@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Arguments.h"
 #include "Output.h"
 #include "Session.h"
 
@@ -18,9 +19,25 @@ struct Context
     Output& output;
     const Messages& messages;
     const Charset& charset;
+    const std::string& command; /**< its name, with the names of its groups in front */
     bool quiet;
+    bool withPlace; /**< failures name the place in the module's sources */
 
     std::string Utf8(const std::string& argument) const { return Utf8Argument(charset, argument); }
+    std::string Dn(const std::string& argument) const { return DnArgument(charset, command, argument); }
+    std::string Attribute(const std::string& argument) const
+    {
+        return AttributeArgument(charset, command, argument);
+    }
+    std::pair<std::string, std::string> Assignment(const std::string& argument) const
+    {
+        return AssignmentArgument(charset, command, argument);
+    }
+
+    Failure UsageFailure(const std::string& why, const std::string& hint = "") const
+    {
+        return {ExitCode::Usage, command, why, hint};
+    }
 };
 
 using Action = std::function<void(Context&)>;
@@ -36,7 +53,7 @@ struct Chosen
 /** What is told about a command in the help. */
 struct CommandText
 {
-    std::string name;
+    std::string name; /**< with the names of its groups in front */
     std::string description;
     std::string examples; /**< one a line */
 };
@@ -53,6 +70,9 @@ class CommandTable
 public:
     explicit CommandTable(CLI::App& app) : app_(app) {}
 
+    /** Adds a group; its commands come after it. */
+    void AddGroup(const std::string& name, const std::string& description);
+
     /** Adds a command; its options and arguments are added to what is returned. */
     CLI::App& Add(const CommandText& text, LdifForm ldif, const Action& action);
 
@@ -66,12 +86,20 @@ private:
     Chosen chosen_;
 };
 
-/** Adds a positional argument. A list of them splits "[a,b]" into two, as the parser does. */
+/** Adds a positional argument. */
 template <typename Value>
 CLI::Option& AddArgument(CLI::App& command, const std::string& name, Value& value, const std::string& help)
 {
     return *command.add_option(name, value, help)->type_name("");
 }
+
+/** Adds a positional argument that may be repeated. */
+CLI::Option& AddArgumentList(CLI::App& command, const std::string& name, std::vector<std::string>& values,
+                             const std::string& help);
+
+/** Adds an option with a value that may be repeated. */
+CLI::Option& AddRepeated(CLI::App& command, const std::string& name, std::vector<std::string>& values,
+                         const std::string& form, const std::string& help);
 
 /** Adds an option that takes one of these words. */
 CLI::Option& AddChoice(CLI::App& command, const std::string& name, std::string& value,
@@ -79,8 +107,12 @@ CLI::Option& AddChoice(CLI::App& command, const std::string& name, std::string& 
 
 /** @name Groups of commands
  * @{ */
+void AddAttributeCommands(CommandTable& table);
+void AddDeleteCommand(CommandTable& table);
+void AddEntryCommands(CommandTable& table);
 void AddModuleCommands(CommandTable& table);
 void AddSearchCommands(CommandTable& table);
+void AddUnitCommand(CommandTable& table);
 /** @} */
 
 } // namespace KVR::Cli

@@ -16,8 +16,28 @@ namespace
 
 constexpr std::size_t bufferSize = 65536;
 
-/** Returns 0 or the error number. */
-int writeAll(int descriptor, std::string_view text)
+/** The line without its end, or what there is before the end of the input. */
+std::string readLine(int descriptor)
+{
+    std::string line;
+    char next = '\0';
+    for (;;)
+    {
+        const ssize_t count = read(descriptor, &next, 1);
+        if (count > 0 && next != '\n')
+        {
+            line += next;
+        }
+        else if (count >= 0 || errno != EINTR)
+        {
+            return line;
+        }
+    }
+}
+
+} // namespace
+
+int WriteAll(int descriptor, std::string_view text)
 {
     while (!text.empty())
     {
@@ -34,8 +54,6 @@ int writeAll(int descriptor, std::string_view text)
     return 0;
 }
 
-} // namespace
-
 void StandardOutput::Write(std::string_view text)
 {
     buffer_ += text;
@@ -47,7 +65,7 @@ void StandardOutput::Write(std::string_view text)
 
 void StandardOutput::Flush()
 {
-    const int error = writeAll(STDOUT_FILENO, buffer_);
+    const int error = WriteAll(STDOUT_FILENO, buffer_);
     buffer_.clear();
     if (error == EPIPE)
     {
@@ -62,7 +80,7 @@ void StandardOutput::Flush()
 void Messages::Line(const std::string& text) const
 {
     // Where standard error itself fails there is nobody left to tell.
-    writeAll(STDERR_FILENO, charset_.FromUtf8(OneLine("kvr-ldap: " + text)) + '\n');
+    WriteAll(STDERR_FILENO, charset_.FromUtf8(OneLine("kvr-ldap: " + text)) + '\n');
 }
 
 void Messages::Report(const Failure& failure) const
@@ -72,6 +90,17 @@ void Messages::Report(const Failure& failure) const
     {
         Line("hint: " + failure.advice);
     }
+}
+
+std::optional<bool> Messages::Ask(const std::string& question) const
+{
+    if (isatty(STDIN_FILENO) == 0 || isatty(STDERR_FILENO) == 0)
+    {
+        return std::nullopt;
+    }
+    WriteAll(STDERR_FILENO, charset_.FromUtf8(OneLine(question + " [y/N] ")));
+    const std::string answer = readLine(STDIN_FILENO);
+    return answer == "y" || answer == "Y" || answer == "yes";
 }
 
 void OccupyStandardDescriptors()

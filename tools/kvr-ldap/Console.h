@@ -3,6 +3,7 @@
 #include "Charset.h"
 #include "Failure.h"
 
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -16,6 +17,9 @@ class OutputClosed : public std::runtime_error
 public:
     OutputClosed() : std::runtime_error("standard output is closed") {}
 };
+
+/** Writes everything. @return 0 or the error number */
+int WriteAll(int descriptor, std::string_view text);
 
 /** Standard output, buffered. */
 class StandardOutput
@@ -45,6 +49,12 @@ public:
     void Line(const std::string& text) const;
 
     void Report(const Failure& failure) const;
+
+    /**
+     * Asks the user, who says yes or no; anything else is no.
+     * @return nothing when standard input or standard error is no terminal
+     */
+    std::optional<bool> Ask(const std::string& question) const;
 
 private:
     const Charset& charset_;

@@ -6,12 +6,15 @@
 
 #include <exception>
 #include <new>
+#include <typeinfo>
 
 namespace KVR::Cli
 {
 
 namespace
 {
+
+constexpr long noSuchObject = 32;
 
 Failure ofResult(const EKVRError& error, const std::string& subject, long code, bool withPlace)
 {
@@ -33,7 +36,33 @@ Failure ofCheck(const EKVRCheckError& error, const std::string& subject, std::op
     return {ExitCode::Usage, subject, TextOf(error, true, withPlace)};
 }
 
+/** True for the module's own error for a configuration that the server refused, or hid, just before. */
+bool isDenied(const EKVRError& error, std::optional<long> code)
+{
+    const bool isPlain = typeid(error) == typeid(EKVRError);
+    return isPlain && code && (*code == noSuchObject || ExitCodeOf(*code) == ExitCode::NoAccess);
+}
+
+Failure ofModule(const EKVRError& error, const std::string& subject, std::optional<long> code, bool withPlace)
+{
+    if (!isDenied(error, code))
+    {
+        return {ExitCode::Unusable, subject, TextOf(error, true, true)};
+    }
+    Failure failure(ExitCode::NoAccess, subject, TextOf(error, true, withPlace));
+    failure.resultCode = code;
+    return failure;
+}
+
 } // namespace
+
+Failure NoEntry(const std::string& command, const std::string& dn)
+{
+    Failure failure(ExitCode::NotFound, command, "there is no entry '" + dn + "'",
+                    "an entry that the server hides from the user counts as absent");
+    failure.resultCode = noSuchObject;
+    return failure;
+}
 
 std::optional<long> LastResult(IKVRLdapConnection& connection)
 {
@@ -86,7 +115,7 @@ Failure DescribeException(const std::string& subject, IKVRLdapConnection* connec
     }
     catch (const EKVRError& error)
     {
-        return {ExitCode::Unusable, subject, TextOf(error, true, true)};
+        return ofModule(error, subject, code, withPlace);
     }
     catch (const std::bad_alloc&)
     {

@@ -31,6 +31,9 @@ public:
     std::optional<long> resultCode; /**< where an LDAP operation failed */
 };
 
+/** The entry that a command is about does not exist. */
+Failure NoEntry(const std::string& command, const std::string& dn);
+
 /** Result code that the connection's session keeps, or nothing when there is no session. */
 std::optional<long> LastResult(IKVRLdapConnection& connection);
 

@@ -10,6 +10,21 @@ namespace
 
 constexpr int schemaVersion = 1;
 
+struct ToDocument
+{
+    Document operator()(const std::string& text) const { return JsonValue(text); }
+    Document operator()(std::uint64_t number) const { return number; }
+    Document operator()(const std::list<std::string>& texts) const
+    {
+        Document list = Document::array();
+        for (const std::string& text : texts)
+        {
+            list.push_back(JsonValue(text));
+        }
+        return list;
+    }
+};
+
 Document attributesOf(const IKVRLdapEntity& entity)
 {
     Document attributes = Document::object();
@@ -36,7 +51,7 @@ public:
 
     void BeginEntries(bool truncated) override
     {
-        Member("truncated", truncated);
+        Write("truncated", truncated);
         Key("entries");
         out_.Write("[");
         inEntries_ = true;
@@ -46,14 +61,14 @@ public:
     {
         out_.Write(entries_ > 0 ? "\n  ]" : "]");
         inEntries_ = false;
-        Member("count", entries_);
+        Write("count", entries_);
     }
 
     void Entry(const IKVRLdapEntity& entity) override
     {
         if (!inEntries_)
         {
-            Member("entry", entryOf(entity));
+            Write("entry", entryOf(entity));
             return;
         }
         out_.Write((entries_ > 0 ? ",\n    " : "\n    ") + JsonText(entryOf(entity)));
@@ -62,7 +77,7 @@ public:
 
     void Fact(const std::string& name, const std::string& /*label*/, const std::string& value) override
     {
-        Member(name, value.empty() ? Document() : JsonValue(value));
+        Write(name, value.empty() ? Document() : JsonValue(value));
     }
 
     void Time(const std::string& name, const std::string& label, const std::string& value) override
@@ -72,12 +87,20 @@ public:
 
     void List(const std::string& name, const std::list<std::string>& values) override
     {
-        Document list = Document::array();
-        for (const std::string& value : values)
-        {
-            list.push_back(JsonValue(value));
-        }
-        Member(name, list);
+        Member(name, values);
+    }
+
+    void Line(const std::string& /*text*/) override {}
+
+    void Member(const std::string& name, const Datum& value) override
+    {
+        Write(name, std::visit(ToDocument(), value));
+    }
+
+    void Binary(const std::string& bytes) override
+    {
+        Member("size", bytes.size());
+        Member("base64", Base64(bytes));
     }
 
     void Finish() override
@@ -97,7 +120,7 @@ public:
                           {"resultCode", failure.resultCode ? Document(*failure.resultCode) : Document()},
                           {"subject", JsonValue(failure.subject)},
                           {"message", JsonValue(failure.what())}};
-        Member("error", error);
+        Write("error", error);
         Finish();
     }
 
@@ -108,7 +131,7 @@ private:
         {
             begun_ = true;
             out_.Write("{\n  \"schemaVersion\": " + std::to_string(schemaVersion));
-            Member("command", command_);
+            Write("command", command_);
         }
     }
 
@@ -118,7 +141,7 @@ private:
         out_.Write(",\n  " + JsonText(name) + ": ");
     }
 
-    void Member(const std::string& name, const Document& value)
+    void Write(const std::string& name, const Document& value)
     {
         Key(name);
         out_.Write(JsonText(value));

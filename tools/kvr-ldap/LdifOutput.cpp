@@ -57,6 +57,16 @@ public:
         }
     }
 
+    void Line(const std::string& text) override
+    {
+        Begin();
+        out_.Write(Ldif::Comment(text));
+    }
+
+    void Member(const std::string& /*name*/, const Datum& /*value*/) override {}
+
+    void Binary(const std::string& bytes) override { Line(std::to_string(bytes.size()) + " bytes"); }
+
     void Finish() override { Begin(); }
 
     void Fail(const Failure& failure) override

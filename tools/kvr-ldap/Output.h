@@ -5,12 +5,17 @@
 
 #include <IKVRLdapEntity.h>
 
+#include <cstdint>
 #include <list>
 #include <memory>
 #include <string>
+#include <variant>
 
 namespace KVR::Cli
 {
+
+/** Value of a member in JSON. */
+using Datum = std::variant<std::string, std::uint64_t, std::list<std::string>>;
 
 /**
  * What a command found, in one of the forms of --output. A command calls the operations in the
@@ -41,6 +46,15 @@ public:
     virtual void Time(const std::string& name, const std::string& label, const std::string& value) = 0;
 
     virtual void List(const std::string& name, const std::list<std::string>& values) = 0;
+
+    /** One line for people; JSON leaves it out. */
+    virtual void Line(const std::string& text) = 0;
+
+    /** One thing for programs, which people are told by Line; an empty text stays one. */
+    virtual void Member(const std::string& name, const Datum& value) = 0;
+
+    /** Bytes, as they are for people, who send them to a file or a program. @throws Failure at a terminal */
+    virtual void Binary(const std::string& bytes) = 0;
 
     /** Ends the answer of a command that succeeded. */
     virtual void Finish() = 0;

@@ -1,5 +1,6 @@
 #include "Session.h"
 
+#include "Arguments.h"
 #include "Failure.h"
 #include "Installation.h"
 
@@ -120,17 +121,6 @@ Failure connectFailure(const EKVRError& error, const std::string& uris, std::opt
 }
 
 } // namespace
-
-std::string Utf8Argument(const Charset& charset, const std::string& argument)
-{
-    std::optional<std::string> text = charset.ToUtf8(argument);
-    if (!text)
-    {
-        throw Failure(ExitCode::Usage, "arguments",
-                      "'" + argument + "' is no text in the character set " + charset.Name());
-    }
-    return *text;
-}
 
 Session::Session(const GlobalOptions& options, const Charset& charset) : options_(options)
 {

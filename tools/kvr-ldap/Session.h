@@ -63,7 +63,4 @@ private:
     std::shared_ptr<IKVRLdapConnection> connection_;
 };
 
-/** An argument in UTF-8. @throws Failure when it is no text of the character set */
-std::string Utf8Argument(const Charset& charset, const std::string& argument);
-
 } // namespace KVR::Cli

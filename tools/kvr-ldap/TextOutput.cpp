@@ -1,6 +1,8 @@
 #include "Output.h"
 #include "Text.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 
 namespace KVR::Cli
@@ -21,10 +23,10 @@ public:
     void Entry(const IKVRLdapEntity& entity) override
     {
         std::string text = Separator();
-        text += Line("dn", entity.dn);
+        text += Attribute("dn", entity.dn);
         for (const auto& [name, value] : entity.attributes)
         {
-            text += "  " + Line(name, value);
+            text += "  " + Attribute(name, value);
         }
         Print(text);
         entryBefore_ = true;
@@ -51,13 +53,26 @@ public:
         }
     }
 
+    void Line(const std::string& text) override { Print(OneLine(text) + '\n'); }
+    void Member(const std::string& /*name*/, const Datum& /*value*/) override {}
+
+    void Binary(const std::string& bytes) override
+    {
+        if (isatty(STDOUT_FILENO) != 0)
+        {
+            throw Failure(ExitCode::Usage, "standard output", "bytes are not written to a terminal",
+                          "--out FILE takes them, or send standard output elsewhere");
+        }
+        out_.Write(bytes);
+    }
+
     void Finish() override {}
     void Fail(const Failure& /*failure*/) override {}
 
 private:
     static constexpr std::size_t labelWidth = 16;
 
-    static std::string Line(const std::string& name, const std::string& value)
+    static std::string Attribute(const std::string& name, const std::string& value)
     {
         return Printable(name) + (value.empty() ? ":" : ": ") + Printable(value) + '\n';
     }

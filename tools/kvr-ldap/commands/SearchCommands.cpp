@@ -1,5 +1,6 @@
 #include "../Commands.h"
 #include "../Failure.h"
+#include "../Lookup.h"
 
 #include <IKVRLdapEntity.h>
 #include <IKVRLdapQuery.h>
@@ -14,9 +15,7 @@ namespace KVR::Cli
 namespace
 {
 
-constexpr const char* everyEntry = "(objectClass=*)";
 constexpr long sizeLimitExceeded = 4;
-constexpr long noSuchObject = 32;
 
 struct SearchArguments
 {
@@ -31,14 +30,6 @@ const std::map<std::string, alSCOPE>& scopes()
     static const std::map<std::string, alSCOPE> names = {
         {"base", alSCOPE_BASE}, {"one", alSCOPE_ONE}, {"sub", alSCOPE_SUB}, {"children", alSCOPE_CHILDREN}};
     return names;
-}
-
-Failure notFound(const std::string& what, const std::string& dn)
-{
-    Failure failure(ExitCode::NotFound, what, "there is no entry '" + dn + "'",
-                    "an entry that the server hides from the user counts as absent");
-    failure.resultCode = noSuchObject;
-    return failure;
 }
 
 void search(Context& context, const SearchArguments& arguments)
@@ -67,7 +58,7 @@ void search(Context& context, const SearchArguments& arguments)
         connection.Search(base, filter, attributes, scopes().at(arguments.scope));
     if (!query)
     {
-        throw notFound("search", base);
+        throw NoEntry("search", base);
     }
     // Any later operation on the connection replaces the code.
     const bool truncated = connection.GetLastError() == sizeLimitExceeded;
@@ -100,7 +91,7 @@ void show(Context& context, const std::string& argument)
     std::shared_ptr<IKVRLdapEntity> entity;
     if (!query || !query->Fetch(entity))
     {
-        throw notFound("show", dn);
+        throw NoEntry("show", dn);
     }
     context.output.Entry(*entity);
     // The root entry has no name to ask for its history by.
@@ -123,8 +114,8 @@ void addSearch(CommandTable& table)
                   LdifForm::Entries, [arguments](Context& context) { search(context, *arguments); });
     AddArgument(command, "BASE", arguments->base, "DN to start from; '' is the root entry").required();
     AddArgument(command, "FILTER", arguments->filter, std::string("filter, by default ") + everyEntry);
-    AddArgument(command, "ATTRIBUTE", arguments->attributes,
-                "attributes to show, by default all but operational ones");
+    AddArgumentList(command, "ATTRIBUTE", arguments->attributes,
+                    "attributes to show, by default all but operational ones");
     AddChoice(command, "--scope", arguments->scope, {"base", "one", "sub", "children"},
               "what to search: the entry BASE, the entries right below it, all of them (the default), "
               "or all but BASE");
