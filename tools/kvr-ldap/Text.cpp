@@ -9,6 +9,24 @@ namespace KVR::Cli
 namespace
 {
 
+constexpr std::string_view base64Alphabet =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
+/** Value of each character of the alphabet, 64 for all others. */
+constexpr std::array<unsigned char, 256> base64Values()
+{
+    std::array<unsigned char, 256> values{};
+    for (unsigned char& value : values)
+    {
+        value = 64;
+    }
+    for (std::size_t index = 0; index < base64Alphabet.size(); ++index)
+    {
+        values[static_cast<unsigned char>(base64Alphabet[index])] = static_cast<unsigned char>(index);
+    }
+    return values;
+}
+
 constexpr char32_t byteOf(char character)
 {
     return static_cast<unsigned char>(character);
@@ -95,7 +113,6 @@ bool IsUtf8(std::string_view text)
 
 std::string Base64(std::string_view bytes)
 {
-    constexpr std::string_view alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
     std::string result;
     result.reserve((bytes.size() + 2) / 3 * 4);
     for (std::size_t start = 0; start < bytes.size(); start += 3)
@@ -108,10 +125,45 @@ std::string Base64(std::string_view bytes)
         }
         for (std::size_t index = 0; index < 4; ++index)
         {
-            result += index <= count ? alphabet[(group >> (18 - 6 * index)) & 0x3fU] : '=';
+            result += index <= count ? base64Alphabet[(group >> (18 - 6 * index)) & 0x3fU] : '=';
         }
     }
     return result;
+}
+
+std::optional<std::string> FromBase64(std::string_view text)
+{
+    static constexpr std::array<unsigned char, 256> values = base64Values();
+    if (text.size() % 4 != 0)
+    {
+        return std::nullopt;
+    }
+    std::size_t padding = 0;
+    for (; padding < 2 && !text.empty() && text.back() == '='; ++padding)
+    {
+        text.remove_suffix(1);
+    }
+    std::string result;
+    result.reserve(text.size() / 4 * 3 + 2);
+    char32_t bits = 0;
+    unsigned int count = 0;
+    for (const char each : text)
+    {
+        const char32_t value = values[static_cast<unsigned char>(each)];
+        if (value == 64)
+        {
+            return std::nullopt;
+        }
+        bits = (bits << 6U) | value;
+        count += 6;
+        if (count >= 8)
+        {
+            count -= 8;
+            result += static_cast<char>((bits >> count) & 0xffU);
+        }
+    }
+    const bool stray = (bits & ((1U << count) - 1U)) != 0;
+    return stray ? std::nullopt : std::optional<std::string>(result);
 }
 
 std::string EscapedCharacter(char32_t point)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -17,6 +18,9 @@ bool IsUtf8(std::string_view text);
 
 /** RFC 4648, section 4; unwrapped. */
 std::string Base64(std::string_view bytes);
+
+/** Reads it back: nothing but the alphabet, padding at the end only, and no stray bits. */
+std::optional<std::string> FromBase64(std::string_view text);
 
 /** "\u{9b}" */
 std::string EscapedCharacter(char32_t point);

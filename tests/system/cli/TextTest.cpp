@@ -109,4 +109,24 @@ TEST(LegibleTime, LeavesOtherFormsAsTheyAre)
     }
 }
 
+TEST(CliText, ReadsBase64Back)
+{
+    std::string bytes;
+    for (int each = 0; each < 256; ++each)
+    {
+        bytes += static_cast<char>(each);
+        EXPECT_EQ(FromBase64(Base64(bytes)), bytes);
+    }
+    EXPECT_EQ(FromBase64(""), "");
+}
+
+TEST(CliText, ReadsNoOtherBase64)
+{
+    for (const char* text : {"YQ", "YQ=", "YQ===", "=", "====", "YQ==YQ==", "Y=Q=", "YR==", "YWJ=", "YW J",
+                             "YW-_", "YQ==\n", "YWI=="})
+    {
+        EXPECT_FALSE(FromBase64(text)) << text;
+    }
+}
+
 } // namespace
