@@ -1,0 +1,113 @@
+#pragma once
+
+#include "OverridingConnection.h"
+#include "SearchTest.h"
+#include "WriteTest.h"
+
+#include <regex>
+
+namespace KVR
+{
+
+using Texts = std::list<std::string>;
+using TextMap = std::map<std::string, std::string>;
+
+inline constexpr char mainDatabase[] = "olcDatabase={1}hdb,cn=config";
+inline constexpr char setAttrValuePlace[] = "KVRLdapConnectionAttribute.cpp:LINE(SetAttrValue)";
+
+inline Caught emptyArgument(const std::string& operation)
+{
+    return checkError("Argument is empty for '" + operation + "'.");
+}
+
+/** What a search without a query object leads to. */
+inline Caught noQuery()
+{
+    return plainError("Insufficient access. The user should have administrator privilege.");
+}
+
+/** What more entries than one lead to. */
+inline Caught unexpected(const std::string& number, const std::string& file, const std::string& function)
+{
+    return internalError("Unexpected error " + number + " in " + file + ":LINE - " + function + "()",
+                         file + ":LINE(" + function + ")");
+}
+
+/** As `caught`, with the source line of an "Unexpected error" as LINE. */
+template <typename Call>
+Caught caughtUnexpected(Call&& call)
+{
+    static const std::regex line("\\.cpp:[1-9][0-9]* - ");
+    Caught error = caught(call);
+    error.message = std::regex_replace(error.message, line, ".cpp:LINE - ");
+    return error;
+}
+
+/** A connected connection, and operations on the server's configuration. */
+class ConfigTest : public WriteTest
+{
+protected:
+    /** The requests so far: "search BASE scope N FILTER for NAMES", "modify DN CODE NAME 'VALUE'". */
+    std::vector<std::string> sent() const
+    {
+        std::vector<std::string> texts;
+        for (const LdapRequest& request : responder.requests())
+        {
+            texts.push_back(request.operation == Operation::Search ? search(request) : change(request));
+        }
+        return texts;
+    }
+
+    /** The entry of the main database with one attribute. */
+    static Answer database(const std::string& name, const std::vector<std::string>& values)
+    {
+        return Answer().entry(mainDatabase, {{name, values}});
+    }
+
+    /** What a refused SetAttrValue throws. */
+    static Caught refusedChange(const std::string& attribute, const std::string& dn, const std::string& value,
+                                int code, const std::string& details = "")
+    {
+        return ldapErrorAt("OpenLDAP error on modifying attribute '" + attribute + "' of dn '" + dn +
+                               "' to value '" + value + "' - " + ldap_err2string(code),
+                           setAttrValuePlace, details);
+    }
+
+    /** Connects it as well and forgets what it has called for that. */
+    void connectOverriding()
+    {
+        connect(overriding);
+        overriding.calls.clear();
+    }
+
+    OverridingConnection overriding{host};
+
+private:
+    static std::string search(const LdapRequest& request)
+    {
+        std::string text = "search " + request.dn + " scope " + std::to_string(request.search.scope) + " " +
+                           request.search.filter + " for";
+        for (const std::string& name : request.search.attributes)
+        {
+            text += " " + name;
+        }
+        return text;
+    }
+
+    static std::string change(const LdapRequest& request)
+    {
+        EXPECT_EQ(Operation::Modify, request.operation);
+        std::string text = "modify " + request.dn;
+        for (const Modification& modification : request.modifications)
+        {
+            text += " " + std::to_string(modification.code) + " " + modification.name;
+            for (const std::string& value : modification.values)
+            {
+                text += " '" + value + "'";
+            }
+        }
+        return text;
+    }
+};
+
+} // namespace KVR
