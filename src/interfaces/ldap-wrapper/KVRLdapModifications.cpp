@@ -34,7 +34,7 @@ void CKVRModificationList::Build(const Attributes& attributes, const ModeOf& mod
         {
             if (mode.withValues)
             {
-                // No choice of one expression, which would copy an unconverted value twice.
+                // A conditional expression would copy an unconverted value twice.
                 if (convert)
                 {
                     texts_.push_back(convert(pair->second));
