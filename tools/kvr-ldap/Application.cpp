@@ -60,6 +60,7 @@ Application::Application(const Charset& charset)
     AddDeleteCommand(commands_);
     AddUnitCommand(commands_);
     AddAttributeCommands(commands_);
+    AddLoadCommand(commands_);
     unprotectAll(app_);
     app_.require_subcommand(1);
     app_.footer(examples);

@@ -110,6 +110,7 @@ CLI::Option& AddChoice(CLI::App& command, const std::string& name, std::string& 
 void AddAttributeCommands(CommandTable& table);
 void AddDeleteCommand(CommandTable& table);
 void AddEntryCommands(CommandTable& table);
+void AddLoadCommand(CommandTable& table);
 void AddModuleCommands(CommandTable& table);
 void AddSearchCommands(CommandTable& table);
 void AddUnitCommand(CommandTable& table);

@@ -23,6 +23,22 @@ struct ToDocument
         }
         return list;
     }
+    Document operator()(std::monostate /*unknown*/) const { return {}; }
+    Document operator()(std::int64_t number) const { return number; }
+    Document operator()(const std::vector<Row>& rows) const
+    {
+        Document list = Document::array();
+        for (const Row& row : rows)
+        {
+            Document object = Document::object();
+            for (const auto& [name, value] : row)
+            {
+                object[name] = std::visit(*this, value);
+            }
+            list.push_back(object);
+        }
+        return list;
+    }
 };
 
 Document attributesOf(const IKVRLdapEntity& entity)

@@ -9,13 +9,18 @@
 #include <list>
 #include <memory>
 #include <string>
+#include <utility>
 #include <variant>
+#include <vector>
 
 namespace KVR::Cli
 {
 
+/** An object in a list; what is unknown has no value. */
+using Row = std::vector<std::pair<std::string, std::variant<std::monostate, std::string, std::int64_t>>>;
+
 /** Value of a member in JSON. */
-using Datum = std::variant<std::string, std::uint64_t, std::list<std::string>>;
+using Datum = std::variant<std::string, std::uint64_t, std::list<std::string>, std::vector<Row>>;
 
 /**
  * What a command found, in one of the forms of --output. A command calls the operations in the
