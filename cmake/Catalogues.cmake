@@ -12,7 +12,7 @@ set(KVR_CATALOGUE_DOMAINS libkvr-ldap-wrapper libkvr-core)
 
 # The function that translates a text tells its domain: the module has texts of its own and texts
 # that it shares with the host.
-set(KVR_CATALOGUE_KEYWORDS_libkvr-ldap-wrapper --keyword=moduleText)
+set(KVR_CATALOGUE_KEYWORDS_libkvr-ldap-wrapper --keyword=moduleText --keyword=markedText)
 set(KVR_CATALOGUE_KEYWORDS_libkvr-core --keyword=hostText --keyword=coreText)
 
 # What tests put in front of every text of a domain, see kvr_add_marked_catalogue.

@@ -26,9 +26,10 @@ class IKVRLdapQuery;
  *
  * Errors: operations that need the server throw EKVRCheckError when there is no session,
  * EKVROpenLdapError when the library or the server reports a failure; result codes 47 to 50
- * are reported as missing access rights. EKVRInternalError means that the library did not even give
- * a result code; a failure that left the code 0 is passed over. Writing to a connection that the server has
- * closed raises SIGPIPE, which ends the process unless the host ignores it.
+ * are reported as missing access rights. Where a result is read entry by entry and value by value, the
+ * session's last result code tells the failure: EKVRInternalError means that it could not be read,
+ * and a failure that left the code 0 is passed over. Writing to a connection that the server has closed
+ * raises SIGPIPE, which ends the process unless the host ignores it.
  *
  * Text: values are in the locale's character set and converted to and from UTF-8; DNs, filters
  * and attribute names are passed on as they are, in UTF-8.
@@ -158,7 +159,8 @@ public:
      * Changes an entry by a batch of modifications in one request.
      * @param attributes values by attribute name with a mode character in front: '!' removes the
      *        attribute, '+' adds the values, '-' removes them, '=' replaces by them. They are sent in
-     *        the order of the map: '!' first, then '+', '-', '='. Not changed
+     *        the order of the map: '!' first, then '+', '-', '='. Values of '!' are passed over, empty
+     *        values of the others are sent. Not changed
      * @throws EKVRCheckError without a session; EKVRInternalError for an empty name, and when the
      *         request can't be built: a name without a mode character, a value that can't be
      *         converted; EKVROpenLdapError when the server refuses
@@ -191,10 +193,12 @@ public:
 
     /**
      * Changes one binary value in one modify request.
-     * @param data bytes, neither copied nor converted. Null is let through with alREMOVEALL only, and
-     *        then only with size 0: libldap ends the process on a null pointer with a size
+     * @param data bytes, neither copied nor converted. Null is let through with alREMOVEALL only. Give it
+     *        with size 0 then: the size is not looked at, and libldap ends the process on a null
+     *        pointer with another size
      * @param size number of bytes; 0 is one empty value
-     * @throws as SetAttrValue
+     * @throws EKVRCheckError for a null pointer with any other operation, then without a session;
+     *         EKVROpenLdapError when the server refuses
      */
     virtual void SetAttrBinaryValue(const std::string& dn, const std::string& attribute, const char* data,
                                     unsigned long size, alOPERATION operation) = 0;
@@ -205,19 +209,25 @@ public:
      * Call it on a connection that has a session only: unlike the other operations it does not look,
      * and libldap ends the process without one.
      * @param size receives the number of bytes. It is 0 when the entry does not exist, does not have
-     *        the attribute or has an empty value; it stays as it was when the server returns the entry
-     *        without the attribute or the attribute without values
+     *        the attribute, has an empty value or a DN that can't be read; it stays as it was when the
+     *        server returns the entry without the attribute or the attribute without values
      * @return a buffer that the caller releases with free(3), or null
-     * @throws EKVROpenLdapError when the search fails, a size limit included; EKVROutOfMemory when
-     *         the buffer can't be allocated
+     * @throws EKVROpenLdapError when the search fails, a size limit included, or its answer can't be
+     *         read; EKVRInternalError when the result code can't be read; EKVROutOfMemory when the buffer
+     *         can't be allocated
      */
     virtual char* GetAttrBinaryValue(const std::string& dn, const std::string& attribute,
                                      unsigned long& size) = 0;
 
     /**
-     * Creates the organisational units of a DN that are missing, from the top down. Only components
-     * that begin with a lower-case "ou=" are looked at; the domain begins at the first "dc=", and
-     * without one the units stand at the root.
+     * Creates the organisational units of a DN that are missing, from the top down.
+     *
+     * A unit is what stands from a lower-case "ou=" to the next comma that is not escaped (RFC 4514); the
+     * domain begins at the first lower-case "dc=", and without one the units stand at the root. Both
+     * are taken wherever they stand in a component, but not behind an escape. Other components, and
+     * what stands in front of the leftmost unit, are passed over.
+     * @param dn in UTF-8; AddDN converts the units' names like any value, so names beyond ASCII need a
+     *        UTF-8 locale
      * @throws EKVRCheckError for an empty DN, then without a session; what Search and AddDN throw.
      *         Units created before stay
      */

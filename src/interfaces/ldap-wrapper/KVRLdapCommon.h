@@ -1,6 +1,9 @@
 #pragma once
 
+#include "KVRTranslate.h"
+
 #include <EKVROpenLdapError.h>
+#include <kvr/CKVRFormatCall.h>
 
 namespace KVR
 {
@@ -26,6 +29,31 @@ bool readResultCode(ldap* session, int& code);
  */
 [[noreturn]] void throwOpenLdapError(ldap* session, int code, const std::string& context, const char* file,
                                      const char* function, unsigned long line);
+
+/** The place of a library call, for its errors. */
+struct CallSite
+{
+    const char* file;
+    const char* function;
+    unsigned long line;
+};
+
+/**
+ * Throws for a result code other than 0, as throwOpenLdapError.
+ * @param context marked text that says what was being done, with a place for each argument
+ */
+template <typename... Texts>
+void checkResult(ldap* session, int code, const CallSite& site, const char* context,
+                 const Texts&... arguments)
+{
+    if (code != 0)
+    {
+        CKVRFormatCall format(site.file, site.function, site.line);
+        throwOpenLdapError(session, code,
+                           format(sizeof...(arguments), moduleText(context), arguments.c_str()...), site.file,
+                           site.function, site.line);
+    }
+}
 
 /** Throws the EKVRCheckError for an empty argument of the named operation. */
 [[noreturn]] void throwEmptyArgument(const char* file, const char* function, unsigned long line);

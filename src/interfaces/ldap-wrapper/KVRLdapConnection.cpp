@@ -182,11 +182,7 @@ void CKVRLdapConnection::openSession()
     {
         code = setSessionOptions();
     }
-    if (code != LDAP_SUCCESS)
-    {
-        throwOpenLdapError(internal->ld, code, moduleText("on initialization"), __FILE__, "Connect",
-                           __LINE__);
-    }
+    checkResult(internal->ld, code, {__FILE__, "Connect", __LINE__}, markedText("on initialization"));
 }
 
 int CKVRLdapConnection::setSessionOptions()
@@ -211,10 +207,7 @@ void CKVRLdapConnection::bindAnonymously()
     berval credentials{0, noPassword};
     const int code =
         ldap_sasl_bind_s(internal->ld, nullptr, LDAP_SASL_SIMPLE, &credentials, nullptr, nullptr, nullptr);
-    if (code != LDAP_SUCCESS)
-    {
-        throwOpenLdapError(internal->ld, code, moduleText("on bind"), __FILE__, "Connect", __LINE__);
-    }
+    checkResult(internal->ld, code, {__FILE__, "Connect", __LINE__}, markedText("on bind"));
 }
 
 void CKVRLdapConnection::bindWithKerberos()
@@ -231,10 +224,7 @@ void CKVRLdapConnection::bindWithKerberos()
     const int code = ldap_sasl_interactive_bind_s(internal->ld, nullptr, "GSSAPI", nullptr, nullptr,
                                                   quiet ? LDAP_SASL_QUIET : LDAP_SASL_AUTOMATIC,
                                                   answerNothing, internal.get());
-    if (code != LDAP_SUCCESS)
-    {
-        throwOpenLdapError(internal->ld, code, moduleText("on GGSAPI bind"), __FILE__, "Connect", __LINE__);
-    }
+    checkResult(internal->ld, code, {__FILE__, "Connect", __LINE__}, markedText("on GGSAPI bind"));
 }
 
 bool CKVRLdapConnection::IsConnected()
@@ -299,12 +289,10 @@ std::shared_ptr<IKVRLdapQuery> CKVRLdapConnection::Search(const std::string& bas
     {
         return nullptr;
     }
-    if (code != LDAP_SUCCESS && code != LDAP_SIZELIMIT_EXCEEDED)
+    if (code != LDAP_SIZELIMIT_EXCEEDED)
     {
-        CKVRFormatCall format(__FILE__, "Search", __LINE__);
-        throwOpenLdapError(internal->ld, code,
-                           format(2, moduleText("on searching '%s %s'"), base.c_str(), filter.c_str()),
-                           __FILE__, "Search", __LINE__);
+        checkResult(internal->ld, code, {__FILE__, "Search", __LINE__}, markedText("on searching '%s %s'"),
+                    base, filter);
     }
 
     auto query = std::make_shared<CKVRLdapQuery>(*this);

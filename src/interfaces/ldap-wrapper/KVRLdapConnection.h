@@ -131,6 +131,9 @@ private:
     void bindAnonymously();
     void bindWithKerberos();
 
+    /** A value as the server gets it: through LocalToUtf8 when the locale is not UTF-8. */
+    std::string toWire(const std::string& value);
+
     /** Fills the list from the map; whatever fails is told as "on building attributes". */
     void buildModifications(CKVRModificationList& list,
                             const std::multimap<std::string, std::string>& attributes,
@@ -141,10 +144,6 @@ private:
 
     /** Creates a unit below its parent unless it is there. @return its DN */
     std::string ensureUnit(const std::string& component, const std::string& parent);
-
-    /** Throws for a refused change of an attribute; the context names the attribute, then the DN. */
-    void checkAttributeChange(int code, const char* context, const std::string& attribute,
-                              const std::string& dn, const char* function, unsigned long line) const;
 
     /** Deletes the databases right below an entry of the configuration that a filter finds. */
     void deleteDatabases(const char* parent, const std::string& filter);

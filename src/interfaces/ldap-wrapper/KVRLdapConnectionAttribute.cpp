@@ -1,9 +1,6 @@
 #include "KVRLdapCommon.h"
 #include "KVRLdapConnection.h"
 #include "KVRLdapHandles.h"
-#include "KVRTranslate.h"
-
-#include <kvr/CKVRFormatCall.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -47,33 +44,14 @@ void CKVRLdapConnection::SetAttrValue(const std::string& dn, const std::string& 
         throwEmptyArgument(__FILE__, "SetAttrValue", __LINE__);
     }
     requireSession();
-    const std::string wireValue = LocalToUtf8(value);
+    const std::string wireValue = value.empty() ? "" : toWire(value);
     char* values[] = {value.empty() ? nullptr : unchanged(wireValue), nullptr};
     LDAPMod modification{};
     modification.mod_op = modificationOf(operation);
     modification.mod_type = unchanged(attribute);
     modification.mod_vals.modv_strvals = values;
-    const int code = modify(internal->ld, dn, modification);
-    if (code != LDAP_SUCCESS)
-    {
-        CKVRFormatCall format(__FILE__, "SetAttrValue", __LINE__);
-        throwOpenLdapError(internal->ld, code,
-                           format(3, moduleText("on modifying attribute '%s' of dn '%s' to value '%s'"),
-                                  attribute.c_str(), dn.c_str(), value.c_str()),
-                           __FILE__, "SetAttrValue", __LINE__);
-    }
-}
-
-void CKVRLdapConnection::checkAttributeChange(int code, const char* context, const std::string& attribute,
-                                              const std::string& dn, const char* function,
-                                              unsigned long line) const
-{
-    if (code != LDAP_SUCCESS)
-    {
-        CKVRFormatCall format(__FILE__, function, line);
-        throwOpenLdapError(internal->ld, code, format(2, context, attribute.c_str(), dn.c_str()), __FILE__,
-                           function, line);
-    }
+    checkResult(internal->ld, modify(internal->ld, dn, modification), {__FILE__, "SetAttrValue", __LINE__},
+                markedText("on modifying attribute '%s' of dn '%s' to value '%s'"), attribute, dn, value);
 }
 
 void CKVRLdapConnection::SetAttrValues(const std::string& dn, const std::string& attribute,
@@ -90,16 +68,15 @@ void CKVRLdapConnection::SetAttrValues(const std::string& dn, const std::string&
     pointers.reserve(values.size() + 1);
     for (const std::string& value : values)
     {
-        pointers.push_back(wireValues.emplace_back(LocalToUtf8(value)).data());
+        pointers.push_back(wireValues.emplace_back(toWire(value)).data());
     }
     pointers.push_back(nullptr);
     LDAPMod modification{};
     modification.mod_op = modificationOf(operation);
     modification.mod_type = unchanged(attribute);
     modification.mod_vals.modv_strvals = pointers.data();
-    checkAttributeChange(modify(internal->ld, dn, modification),
-                         moduleText("on modifying attribute '%s' of dn '%s'"), attribute, dn, "SetAttrValues",
-                         __LINE__);
+    checkResult(internal->ld, modify(internal->ld, dn, modification), {__FILE__, "SetAttrValues", __LINE__},
+                markedText("on modifying attribute '%s' of dn '%s'"), attribute, dn);
 }
 
 void CKVRLdapConnection::SetAttrBinaryValue(const std::string& dn, const std::string& attribute,
@@ -117,9 +94,9 @@ void CKVRLdapConnection::SetAttrBinaryValue(const std::string& dn, const std::st
     modification.mod_op = modificationOf(operation) | LDAP_MOD_BVALUES;
     modification.mod_type = unchanged(attribute);
     modification.mod_vals.modv_bvals = values;
-    checkAttributeChange(modify(internal->ld, dn, modification),
-                         moduleText("on modifying attribute '%s' of dn '%s' to binary value"), attribute, dn,
-                         "SetAttrBinaryValue", __LINE__);
+    checkResult(internal->ld, modify(internal->ld, dn, modification),
+                {__FILE__, "SetAttrBinaryValue", __LINE__},
+                markedText("on modifying attribute '%s' of dn '%s' to binary value"), attribute, dn);
 }
 
 void CKVRLdapConnection::DeleteAttr(const std::string& dn, const std::string& attribute)
@@ -128,9 +105,8 @@ void CKVRLdapConnection::DeleteAttr(const std::string& dn, const std::string& at
     LDAPMod modification{};
     modification.mod_op = LDAP_MOD_DELETE;
     modification.mod_type = unchanged(attribute);
-    checkAttributeChange(modify(internal->ld, dn, modification),
-                         moduleText("on deleting attribute '%s' of dn '%s'"), attribute, dn, "DeleteAttr",
-                         __LINE__);
+    checkResult(internal->ld, modify(internal->ld, dn, modification), {__FILE__, "DeleteAttr", __LINE__},
+                markedText("on deleting attribute '%s' of dn '%s'"), attribute, dn);
 }
 
 char* CKVRLdapConnection::GetAttrBinaryValue(const std::string& dn, const std::string& attribute,
@@ -148,13 +124,8 @@ char* CKVRLdapConnection::GetAttrBinaryValue(const std::string& dn, const std::s
         size = 0;
         return nullptr;
     }
-    if (code != LDAP_SUCCESS)
-    {
-        CKVRFormatCall format(__FILE__, "GetAttrBinaryValue", __LINE__);
-        throwOpenLdapError(internal->ld, code,
-                           format(2, moduleText("on searching '%s %s'"), dn.c_str(), filter.c_str()),
-                           __FILE__, "GetAttrBinaryValue", __LINE__);
-    }
+    checkResult(internal->ld, code, {__FILE__, "GetAttrBinaryValue", __LINE__},
+                markedText("on searching '%s %s'"), dn, filter);
     LDAPMessage* const entry = ldap_first_entry(internal->ld, result.get());
     if (entry == nullptr)
     {

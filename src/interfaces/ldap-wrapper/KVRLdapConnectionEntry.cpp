@@ -26,6 +26,47 @@ using Mode = CKVRModificationMode;
                             function, line);
 }
 
+/** Position of the last comma between components at or before this one, or npos. */
+std::size_t commaBefore(const std::string& path, std::size_t position)
+{
+    std::size_t comma = path.rfind(',', position);
+    while (comma != std::string::npos && isEscaped(path, comma))
+    {
+        comma = path.rfind(',', comma - 1);
+    }
+    return comma;
+}
+
+/** True when this position stands behind an escape of its component: what looks like a type there is a value.
+ */
+bool isBehindEscape(const std::string& path, std::size_t position)
+{
+    const std::size_t comma = commaBefore(path, position);
+    return path.find('\\', comma == std::string::npos ? 0 : comma) < position;
+}
+
+/** Position of the first component of the domain, or npos. */
+std::size_t domainOf(const std::string& path)
+{
+    std::size_t domain = path.find("dc=");
+    while (domain != std::string::npos && isBehindEscape(path, domain))
+    {
+        domain = path.find("dc=", domain + 1);
+    }
+    return domain;
+}
+
+/** Position of the last unit at or before this one, or npos. */
+std::size_t unitBefore(const std::string& path, std::size_t position)
+{
+    std::size_t unit = path.rfind("ou=", position);
+    while (unit != std::string::npos && isBehindEscape(path, unit))
+    {
+        unit = path.rfind("ou=", unit - 1);
+    }
+    return unit;
+}
+
 /** The component from this position to the next comma that is not escaped, trimmed. */
 std::string componentAt(const std::string& path, std::size_t position)
 {
@@ -34,9 +75,11 @@ std::string componentAt(const std::string& path, std::size_t position)
     {
         comma = path.find(',', comma + 1);
     }
-    std::string component = Trim(path.substr(position, comma - position));
-    // A blank that is escaped belongs to the name.
-    return isEscaped(component, component.size()) ? component + ' ' : component;
+    const std::string text = path.substr(position, comma - position);
+    const std::string component = Trim(text);
+    // White space that is escaped belongs to the name.
+    const bool cutEscape = component.size() < text.size() && isEscaped(component, component.size());
+    return cutEscape ? text.substr(0, component.size() + 1) : component;
 }
 
 /** Reads the mode character in front of a name. */
@@ -96,12 +139,7 @@ void CKVRLdapConnection::AddDN(const std::string& dn, Attributes& attributes)
     const auto addMode = [](const std::string&) { return Mode{LDAP_MOD_REPLACE, true, 0}; };
     buildModifications(list, attributes, addMode, "AddDN");
     const int code = ldap_add_ext_s(internal->ld, dn.c_str(), list.Data(), nullptr, nullptr);
-    if (code != LDAP_SUCCESS)
-    {
-        CKVRFormatCall format(__FILE__, "AddDN", __LINE__);
-        throwOpenLdapError(internal->ld, code, format(1, moduleText("on adding dn '%s'"), dn.c_str()),
-                           __FILE__, "AddDN", __LINE__);
-    }
+    checkResult(internal->ld, code, {__FILE__, "AddDN", __LINE__}, markedText("on adding dn '%s'"), dn);
 }
 
 void CKVRLdapConnection::UpdateDN(const std::string& dn, Attributes& attributes)
@@ -116,12 +154,7 @@ void CKVRLdapConnection::UpdateDN(const std::string& dn, Attributes& attributes)
     buildModifications(
         list, attributes, [&dn](const std::string& name) { return updateMode(name, dn); }, "UpdateDN");
     const int code = ldap_modify_ext_s(internal->ld, dn.c_str(), list.Data(), nullptr, nullptr);
-    if (code != LDAP_SUCCESS)
-    {
-        CKVRFormatCall format(__FILE__, "UpdateDN", __LINE__);
-        throwOpenLdapError(internal->ld, code, format(1, moduleText("on modifying dn '%s'"), dn.c_str()),
-                           __FILE__, "UpdateDN", __LINE__);
-    }
+    checkResult(internal->ld, code, {__FILE__, "UpdateDN", __LINE__}, markedText("on modifying dn '%s'"), dn);
 }
 
 void CKVRLdapConnection::DeleteDN(const std::string& dn)
@@ -132,12 +165,7 @@ void CKVRLdapConnection::DeleteDN(const std::string& dn)
     {
         code = ldap_delete_ext_s(internal->ld, dn.c_str(), nullptr, nullptr);
     }
-    if (code != LDAP_SUCCESS)
-    {
-        CKVRFormatCall format(__FILE__, "DeleteDN", __LINE__);
-        throwOpenLdapError(internal->ld, code, format(1, moduleText("on deleting dn '%s'"), dn.c_str()),
-                           __FILE__, "DeleteDN", __LINE__);
-    }
+    checkResult(internal->ld, code, {__FILE__, "DeleteDN", __LINE__}, markedText("on deleting dn '%s'"), dn);
 }
 
 int CKVRLdapConnection::deleteBelow(const std::string& dn)
@@ -165,14 +193,8 @@ void CKVRLdapConnection::RenameDN(const std::string& dn, const std::string& newR
     constexpr int deleteOldRdn = 1;
     const int code =
         ldap_rename_s(internal->ld, dn.c_str(), newRdn.c_str(), nullptr, deleteOldRdn, nullptr, nullptr);
-    if (code != LDAP_SUCCESS)
-    {
-        CKVRFormatCall format(__FILE__, "RenameDN", __LINE__);
-        throwOpenLdapError(
-            internal->ld, code,
-            format(2, moduleText("on renaming dn '%s' to rdn '%s'"), dn.c_str(), newRdn.c_str()), __FILE__,
-            "RenameDN", __LINE__);
-    }
+    checkResult(internal->ld, code, {__FILE__, "RenameDN", __LINE__},
+                markedText("on renaming dn '%s' to rdn '%s'"), dn, newRdn);
 }
 
 void CKVRLdapConnection::EnsureOU(const std::string& dn)
@@ -182,19 +204,19 @@ void CKVRLdapConnection::EnsureOU(const std::string& dn)
         throwEmptyArgument(__FILE__, "EnsureOU", __LINE__);
     }
     requireSession();
-    const std::size_t domain = dn.find("dc=");
+    const std::size_t domain = domainOf(dn);
     std::string parent = domain == std::string::npos ? "" : Trim(dn.substr(domain));
     // Units stand in front of the domain's comma; without a domain the path's end counts as one.
-    std::size_t comma = domain == std::string::npos ? dn.size() : dn.rfind(',', domain);
+    std::size_t comma = domain == std::string::npos ? dn.size() : commaBefore(dn, domain);
     while (comma != std::string::npos)
     {
-        const std::size_t unit = dn.rfind("ou=", comma);
+        const std::size_t unit = unitBefore(dn, comma);
         if (unit == std::string::npos)
         {
             return;
         }
         parent = ensureUnit(componentAt(dn, unit), parent);
-        comma = unit == 0 ? std::string::npos : dn.rfind(',', unit - 1);
+        comma = unit == 0 ? std::string::npos : commaBefore(dn, unit - 1);
     }
 }
 

@@ -125,15 +125,10 @@ void CKVRLdapConnection::AddSyncRepl(std::string identifier, std::string provide
 
     // The configuration database takes an agreement only together with mirror mode.
     const std::string text = agreementText(agreement, identity, Configuration::root);
-    const int code = addWithMirrorMode(internal->ld, convert ? LocalToUtf8(text) : text);
-    if (code != LDAP_SUCCESS)
-    {
-        CKVRFormatCall format(__FILE__, "AddSyncRepl", __LINE__);
-        throwOpenLdapError(internal->ld, code,
-                           format(3, moduleText("on modifying attribute '%s' of dn '%s' to value '%s'"),
-                                  agreementAttribute, Configuration::configDatabaseDn, text.c_str()),
-                           __FILE__, "AddSyncRepl", __LINE__);
-    }
+    const int code = addWithMirrorMode(internal->ld, toWire(text));
+    checkResult(internal->ld, code, {__FILE__, "AddSyncRepl", __LINE__},
+                markedText("on modifying attribute '%s' of dn '%s' to value '%s'"),
+                std::string(agreementAttribute), std::string(Configuration::configDatabaseDn), text);
 }
 
 void CKVRLdapConnection::DeleteSyncRepl(std::string identifier, std::string provider)

@@ -65,6 +65,11 @@ std::string CKVRLdapConnection::Utf8ToLocal(const std::string& text)
     return InternalIconv(false, text);
 }
 
+std::string CKVRLdapConnection::toWire(const std::string& value)
+{
+    return convert ? LocalToUtf8(value) : value;
+}
+
 std::string CKVRLdapConnection::InternalIconv(bool toUtf8, const std::string& text) const
 {
     auto* const handle = toUtf8 ? internal->toUtf8 : internal->toLocal;

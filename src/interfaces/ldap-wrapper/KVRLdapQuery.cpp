@@ -144,10 +144,9 @@ void CKVRLdapQuery::finishWalk() const
             kvrLOG_WARNING, 1,
             moduleText("LDAP search size limit exceeded. Some entries may be unavailable."));
     }
-    else if (code != LDAP_SUCCESS)
+    else
     {
-        throwOpenLdapError(connection.internal->ld, code, moduleText("on fetching"), __FILE__, "Fetch",
-                           __LINE__);
+        checkResult(connection.internal->ld, code, {__FILE__, "Fetch", __LINE__}, markedText("on fetching"));
     }
 }
 

@@ -11,6 +11,12 @@ inline const char* moduleText(const char* text)
     return dgettext("libkvr-ldap-wrapper", text);
 }
 
+/** Marks a module text for the catalogue where it is translated later, and only if it is needed. */
+constexpr const char* markedText(const char* text)
+{
+    return text;
+}
+
 /** Translation of a text that the module shares with the host. */
 inline const char* hostText(const char* text)
 {
