@@ -383,7 +383,7 @@ TEST_F(AddSyncReplConversionTest, OnlyTheAgreementOfTheDirectChangeIsConvertedBy
 TEST_F(AddSyncReplTest, OverridingOperationsAreCalledInOrder)
 {
     connectPartner();
-    partner.listed = {"other"};
+    partner.listed = Texts{"other"};
     partner.AddSyncRepl("002", "srv2.example.com");
     EXPECT_THAT(partner.calls,
                 ElementsAre("EnumerateSyncRepls",
@@ -394,7 +394,7 @@ TEST_F(AddSyncReplTest, OverridingOperationsAreCalledInOrder)
 TEST_F(AddSyncReplTest, NoOverridingChangeIsCalledWhenTheAgreementExists)
 {
     connectPartner();
-    partner.listed = {"rid=\"002\""};
+    partner.listed = Texts{"rid=\"002\""};
     EXPECT_EQ(exists("rid", "002", "rid=\"002\""), caught([&] { partner.AddSyncRepl("002", "srv2"); }));
     EXPECT_THAT(partner.calls, ElementsAre("EnumerateSyncRepls"));
     EXPECT_THAT(responder.requests(), IsEmpty());

@@ -332,7 +332,7 @@ TEST_F(DeleteSyncReplTest, KeysAreSoughtInTheLocalCharacterSetAndValuesConverted
 TEST_F(DeleteSyncReplTest, OverridingOperationsAreCalledInOrder)
 {
     connectPartner("ISO-8859-1");
-    partner.listed = {"other", stored};
+    partner.listed = Texts{"other", stored};
     partner.DeleteSyncRepl("002", "srv2.example.com");
     EXPECT_THAT(partner.calls,
                 ElementsAre("EnumerateSyncRepls",
@@ -345,7 +345,7 @@ TEST_F(DeleteSyncReplTest, OverridingOperationsAreCalledInOrder)
 TEST_F(DeleteSyncReplTest, NoOverridingOperationIsCalledWithoutAMatch)
 {
     connectPartner();
-    partner.listed = {"other"};
+    partner.listed = Texts{"other"};
     partner.DeleteSyncRepl("002", "srv2.example.com");
     EXPECT_THAT(partner.calls, ElementsAre("EnumerateSyncRepls"));
 }
