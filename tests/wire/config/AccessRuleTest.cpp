@@ -106,7 +106,7 @@ TEST_F(AccessRuleListTest, TheErrorNumberIsTheOneThatCountLeft)
         overriding.results.push_back(MadeResult{{}, 2, number});
         EXPECT_EQ(unexpected(std::to_string(number), "KVRLdapConnectionAccess.cpp", "EnumerateDBAccessRules"),
                   caughtUnexpected([&] { overriding.EnumerateDBAccessRules(rules); }));
-        EXPECT_EQ("Count", overriding.calls.back());
+        EXPECT_EQ("Count", last(overriding.calls));
     }
 }
 

@@ -143,7 +143,7 @@ TEST_P(ChangeTest, OneModificationIsSentAfterTheSearches)
     const std::string modification = "modify " + tested.dn + (tested.deletes ? " 1 " : " 0 ") +
                                      tested.attribute + " '" + tested.value + "'";
     EXPECT_THAT(modifications(), ::testing::ElementsAre(modification));
-    EXPECT_EQ(modification, sent().back());
+    EXPECT_EQ(modification, last(sent()));
     EXPECT_EQ(tested.entrySearch.empty() ? 2U : 3U, sent().size());
     EXPECT_EQ(0, library.unfreedResults());
 }

@@ -43,6 +43,27 @@ Caught caughtUnexpected(Call&& call)
     return error;
 }
 
+inline std::string first(const std::vector<std::string>& texts)
+{
+    return texts.empty() ? "nothing" : texts.front();
+}
+
+inline std::string last(const std::vector<std::string>& texts)
+{
+    return texts.empty() ? "nothing" : texts.back();
+}
+
+/** The texts behind the first ones, of which there have to be enough. */
+inline std::vector<std::string> without(std::ptrdiff_t number, const std::vector<std::string>& texts)
+{
+    if (static_cast<std::ptrdiff_t>(texts.size()) < number)
+    {
+        ADD_FAILURE() << texts.size() << " texts only";
+        return {};
+    }
+    return {texts.begin() + number, texts.end()};
+}
+
 /** A connected connection, and operations on the server's configuration. */
 class ConfigTest : public WriteTest
 {

@@ -153,11 +153,9 @@ protected:
 private:
     std::vector<std::string> withoutSearch() const
     {
-        std::vector<std::string> requests = sent();
-        EXPECT_FALSE(requests.empty());
-        EXPECT_EQ(limitSearch, requests.front());
-        requests.erase(requests.begin());
-        return requests;
+        const std::vector<std::string> requests = sent();
+        EXPECT_EQ(limitSearch, first(requests));
+        return without(1, requests);
     }
 };
 

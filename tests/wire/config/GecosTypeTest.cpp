@@ -64,10 +64,7 @@ protected:
     {
         responder.clear();
         EXPECT_EQ(Caught(), adjusting());
-        std::vector<std::string> requests = sent();
-        EXPECT_GE(requests.size(), 2U);
-        requests.erase(requests.begin(), requests.begin() + 2);
-        return requests;
+        return without(2, sent());
     }
 
     /** As above, with one definition of the server's. */
@@ -171,10 +168,10 @@ TEST_F(GecosTypeTest, ThePositionIsReadFromAtMostEightDigits)
 
 TEST_F(GecosTypeTest, ThePositionIsReadAsSscanfReadsANumber)
 {
-    EXPECT_EQ(deletion("{7}"), changesOf("{007}( 1.3.6.1.1.1.1.2 )").front());
-    EXPECT_EQ(deletion("{8}"), changesOf("{ 8}( 1.3.6.1.1.1.1.2 )").front());
-    EXPECT_EQ(deletion("{-9}"), changesOf("{-9}( 1.3.6.1.1.1.1.2 )").front());
-    EXPECT_EQ(deletion("{10}"), changesOf("{10 x}( 1.3.6.1.1.1.1.2 )").front());
+    EXPECT_EQ(deletion("{7}"), first(changesOf("{007}( 1.3.6.1.1.1.1.2 )")));
+    EXPECT_EQ(deletion("{8}"), first(changesOf("{ 8}( 1.3.6.1.1.1.1.2 )")));
+    EXPECT_EQ(deletion("{-9}"), first(changesOf("{-9}( 1.3.6.1.1.1.1.2 )")));
+    EXPECT_EQ(deletion("{10}"), first(changesOf("{10 x}( 1.3.6.1.1.1.1.2 )")));
 }
 
 TEST_F(GecosTypeTest, WhereNoNumberStandsInFrontThePositionIs0)
@@ -283,7 +280,7 @@ TEST_F(GecosFailureTest, TheErrorNumberIsTheOneThatCountLeft)
     overriding.results.push_back(MadeResult{{{nisDn, {{"olcAttributeTypes", gecos}}}}, 2, EDOM});
     EXPECT_EQ(unexpected(std::to_string(EDOM), "KVRLdapConnectionSchema.cpp", "AdjustGecosType"),
               caughtUnexpected([&] { overriding.AdjustGecosType(); }));
-    EXPECT_EQ("Count", overriding.calls.back());
+    EXPECT_EQ("Count", last(overriding.calls));
 }
 
 TEST_F(GecosFailureTest, ARefusedDeletionEndsItAndNothingIsAdded)
@@ -373,7 +370,7 @@ TEST_F(GecosOverriddenTest, AfterARefusedDeletionSetAttrValueIsNotCalledAgain)
     overriding.results.push_back(MadeResult{{{"cn=any", {{"olcAttributeTypes", gecos}}}}, 1});
     overriding.refuses = true;
     EXPECT_EQ(checkError("refused"), caught([&] { overriding.AdjustGecosType(); }));
-    EXPECT_EQ(std::string("SetAttrValue ") + nisDn + " olcAttributeTypes '{1}' 33", calls().back());
+    EXPECT_EQ(std::string("SetAttrValue ") + nisDn + " olcAttributeTypes '{1}' 33", last(calls()));
     EXPECT_EQ(6U, calls().size());
 }
 

@@ -164,7 +164,7 @@ TEST_F(SchemaRegisteredTest, TheErrorNumberIsTheOneThatCountLeft)
                                                        [&] {
                                                            registeredWith({{schema({"a"})}, 2, number});
                                                        }));
-        EXPECT_EQ("Count", overriding.calls.back());
+        EXPECT_EQ("Count", last(overriding.calls));
     }
 }
 

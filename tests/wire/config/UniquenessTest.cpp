@@ -130,7 +130,7 @@ TEST_F(UniquenessChangeTest, TheChangedEntryIsTheOneOfTheSecondSearch)
 {
     finds(overlay({"a"}, "cn=of the first search"), Answer().entry("cn=of the second").entry("cn=not this"));
     EXPECT_EQ(Caught(), adding(uri));
-    EXPECT_EQ(change(0, "cn=of the second", uri), sent().back());
+    EXPECT_EQ(change(0, "cn=of the second", uri), last(sent()));
 }
 
 TEST_F(UniquenessChangeTest, UrisAreComparedAsAWholeAndSentAsTheyAre)
@@ -141,7 +141,7 @@ TEST_F(UniquenessChangeTest, UrisAreComparedAsAWholeAndSentAsTheyAre)
         responder.clear();
         finds(overlay({uri}), Answer().entry(overlayDn));
         EXPECT_EQ(Caught(), adding(text));
-        EXPECT_EQ(change(0, overlayDn, text), sent().back());
+        EXPECT_EQ(change(0, overlayDn, text), last(sent()));
         responder.clear();
         responder.onSearch(overlay({uri}));
         EXPECT_EQ(Caught(), deleting(text));
@@ -193,7 +193,7 @@ TEST_F(UniquenessChangeTest, AnOverlayWithoutUrisIsLoggedByTheEnumerationOnly)
 {
     finds(Answer().entry(overlayDn), Answer().entry(overlayDn));
     EXPECT_EQ(Caught(), adding(uri));
-    EXPECT_EQ(change(0, overlayDn, uri), sent().back());
+    EXPECT_EQ(change(0, overlayDn, uri), last(sent()));
     EXPECT_THAT(log.messages(), ElementsAre(Pair(0, noUri)));
 }
 
@@ -202,7 +202,7 @@ TEST_F(UniquenessChangeTest, TheUriIsConverted)
     connectIn("ISO-8859-1");
     finds(overlay({"ldap:///dc=\xc3\xa4"}), Answer().entry(overlayDn));
     EXPECT_EQ(Caught(), deleting("ldap:///dc=\xe4"));
-    EXPECT_EQ(change(1, overlayDn, "ldap:///dc=\xc3\xa4"), sent().back());
+    EXPECT_EQ(change(1, overlayDn, "ldap:///dc=\xc3\xa4"), last(sent()));
 }
 
 /** Changes with overriding operations and without a session. */
@@ -230,10 +230,10 @@ TEST_F(UniquenessOverriddenTest, TheEntityThatFetchHandsOutCountsNotItsAnswer)
 {
     overriding.results.push_back(MadeResult{{{"cn=handed out", {}}}, 1, 0, false});
     EXPECT_EQ(Caught(), adding());
-    EXPECT_EQ("SetAttrValue cn=handed out olcUniqueURI 'ldap:///dc=x?uid?sub' 43", overriding.calls.back());
+    EXPECT_EQ("SetAttrValue cn=handed out olcUniqueURI 'ldap:///dc=x?uid?sub' 43", last(overriding.calls));
     overriding.results.push_back(MadeResult{{{"cn=handed out", {}}}, 1, 0, false});
     EXPECT_EQ(Caught(), deleting());
-    EXPECT_EQ("SetAttrValue cn=handed out olcUniqueURI 'ldap:///?cn?sub' 33", overriding.calls.back());
+    EXPECT_EQ("SetAttrValue cn=handed out olcUniqueURI 'ldap:///?cn?sub' 33", last(overriding.calls));
 }
 
 TEST_F(UniquenessOverriddenTest, AFetchThatSaysYesWithoutAnEntityIsAnOverlayNotFound)
@@ -242,7 +242,7 @@ TEST_F(UniquenessOverriddenTest, AFetchThatSaysYesWithoutAnEntityIsAnOverlayNotF
     EXPECT_EQ(noOverlay("AddDBUniqueness"), adding());
     overriding.results.push_back(MadeResult{{{"cn=kept back", {}}}, 1, 0, true, false});
     EXPECT_EQ(noOverlay("DeleteDBUniqueness"), deleting());
-    EXPECT_EQ("Fetch", overriding.calls.back());
+    EXPECT_EQ("Fetch", last(overriding.calls));
 }
 
 TEST_F(UniquenessOverriddenTest, AnOverridingSearchWithoutAQueryIsAnOverlayNotFound)
@@ -257,7 +257,7 @@ TEST_F(UniquenessOverriddenTest, AnEntityWithAnEmptyDnIsAnEntity)
 {
     overriding.results.push_back(MadeResult{{{"", {}}}, 1});
     EXPECT_EQ(Caught(), adding());
-    EXPECT_EQ("SetAttrValue  olcUniqueURI 'ldap:///dc=x?uid?sub' 43", overriding.calls.back());
+    EXPECT_EQ("SetAttrValue  olcUniqueURI 'ldap:///dc=x?uid?sub' 43", last(overriding.calls));
 }
 
 } // namespace
