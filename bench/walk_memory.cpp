@@ -4,13 +4,10 @@
 // It loads the module as any host does, prints the figures and fails when they are too large.
 
 #include "AllocationCounter.h"
+#include "LoadedModule.h"
 
-#include <IKVRLdapConnection.h>
 #include <IKVRLdapEntity.h>
 #include <IKVRLdapQuery.h>
-#include <IKVRLdapWrapper.h>
-#include <kvr/CKVRCore.h>
-#include <kvr/CKVRModule.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -29,16 +26,6 @@ using Bench::AllocationCounter;
 
 constexpr std::size_t limit = 256UL * 1024;
 
-std::string variable(const char* name)
-{
-    const char* value = std::getenv(name); // NOLINT(concurrency-mt-unsafe): no other thread
-    if (value == nullptr)
-    {
-        throw std::runtime_error(std::string(name) + " is not set: run this with dev/private-slapd");
-    }
-    return value;
-}
-
 std::size_t walk(IKVRLdapQuery& query)
 {
     std::size_t entries = 0;
@@ -52,8 +39,7 @@ std::size_t walk(IKVRLdapQuery& query)
 
 bool measure(IKVRLdapConnection& connection)
 {
-    const std::string base = variable("KVR_TEST_LDAP_SUFFIX");
-    connection.Connect(variable("KVR_TEST_LDAP_URI"), KVRAuthAnonymous);
+    const std::string base = Bench::serverVariable("KVR_TEST_LDAP_SUFFIX");
     std::list<std::string> allAttributes;
     const std::size_t before = AllocationCounter::liveBytes();
     const auto query = connection.Search(base, "(objectClass=*)", allAttributes, alSCOPE_SUB);
@@ -88,11 +74,8 @@ int main()
 {
     try
     {
-        CKVRCore core;
-        core.SetParameter("KVR_PRM_LDAP_URIS", variable("KVR_TEST_LDAP_URI"));
-        const CKVRModule module(core, KVR_MODULE_FILE);
-        const auto wrapper = std::dynamic_pointer_cast<IKVRLdapWrapper>(core.FindInterface("ldap"));
-        const bool small = measure(*wrapper->getConnection());
+        Bench::LoadedModule module(KVR_MODULE_FILE);
+        const bool small = measure(*module.connect());
         std::puts(small ? "the walk stays below the limit" : "the walk needs too much memory");
         return small ? EXIT_SUCCESS : EXIT_FAILURE;
     }
