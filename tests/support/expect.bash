@@ -50,6 +50,32 @@ has_ended()
     ! kill -0 "$1" 2>/dev/null || grep -q '^State:.Z' "/proc/$1/status" 2>/dev/null
 }
 
+# No process names a file of this test. The pattern is in a file, so that grep does not find itself.
+no_process_is_left()
+{
+    echo "$TMPDIR" >"$work/pattern"
+    ! grep -qsaFf "$work/pattern" /proc/[0-9]*/cmdline
+}
+
+# kill_outright COMMAND...: kills the script when the command that it runs has begun.
+kill_outright()
+{
+    mkfifo "$work/begun" "$work/hold"
+    # shellcheck disable=SC2016 # for the inner shell
+    "$@" -- sh -c 'echo >"$1"; read -r _ <"$2"' sh "$work/begun" "$work/hold" &
+    local script=$! held
+    disown
+    read -r _ <"$work/begun"
+    ! no_process_is_left || fail "nothing runs that could be left"
+    kill -KILL "$script"
+    # Opened for both ways, so that it does not wait for a reader that has ended.
+    exec {held}<>"$work/hold"
+    echo >&"$held"
+    wait_for no_process_is_left || fail "something outlives $1"
+    exec {held}>&-
+    rm -rf "$work/begun" "$work/hold" "${TMPDIR:?}"/*
+}
+
 expect_nothing_left()
 {
     expect "files left behind" '' "$(ls -A "$TMPDIR")"
