@@ -102,6 +102,50 @@ TEST_F(CliFailure, OfTheModuleItselfIsAnUnusablePlugin)
     EXPECT_STREQ(plain.what(), "a: b");
 }
 
+TEST_F(CliFailure, OfTheModuleAfterARefusedRequestIsMissingAccess)
+{
+    for (const int code : {47, 48, 49, 50})
+    {
+        connect();
+        server.onSearch(Answer().result(code));
+        EXPECT_ANY_THROW(search());
+        const Failure failure = describe([] { throw EKVRError("denied", ""); });
+        EXPECT_EQ(failure.exitCode, ExitCode::NoAccess) << code;
+        EXPECT_EQ(failure.resultCode, code);
+        EXPECT_STREQ(failure.what(), "denied");
+        connection.Disconnect();
+    }
+}
+
+TEST_F(CliFailure, OfTheModuleAfterASearchThatFoundNoBaseIsMissingAccess)
+{
+    connect();
+    server.onSearch(Answer().result(32));
+    EXPECT_EQ(search(), nullptr);
+    const Failure failure = describe([] { throw EKVRError("denied", ""); });
+    EXPECT_EQ(failure.exitCode, ExitCode::NoAccess);
+    EXPECT_EQ(failure.resultCode, 32);
+}
+
+TEST_F(CliFailure, OfTheModuleAfterAnyOtherAnswerIsAnUnusablePlugin)
+{
+    connect();
+    search();
+    EXPECT_EQ(describe([] { throw EKVRError("a", "b"); }).exitCode, ExitCode::Unusable);
+    server.onSearch(Answer().result(51));
+    EXPECT_ANY_THROW(search());
+    EXPECT_EQ(describe([] { throw EKVRError("a", "b"); }).exitCode, ExitCode::Unusable);
+}
+
+TEST_F(CliFailure, OfTheModulesInsideStaysOneAfterARefusedRequest)
+{
+    connect();
+    server.onSearch(Answer().result(50));
+    EXPECT_ANY_THROW(search());
+    EXPECT_EQ(describe([] { throw EKVRInternalError("a", "", "f", "g", 1); }).exitCode, ExitCode::Unusable);
+    EXPECT_EQ(describe([] { throw EKVROutOfMemory("a", "", "f", "g", 1); }).exitCode, ExitCode::Unusable);
+}
+
 TEST_F(CliFailure, OfTheStandardLibraryIsCaughtToo)
 {
     const Failure range = describe([] { throw std::out_of_range("basic_string::substr"); });

@@ -3,12 +3,15 @@
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <stdexcept>
+#include <utility>
 
 namespace KVR::CliTest
 {
@@ -28,6 +31,12 @@ public:
         }
     }
 
+    explicit Capture(const std::string& content) : Capture()
+    {
+        std::fwrite(content.data(), 1, content.size(), file_.get());
+        std::rewind(file_.get());
+    }
+
     int descriptor() const { return fileno(file_.get()); }
 
     std::string content() const
@@ -43,6 +52,63 @@ public:
 
 private:
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_;
+};
+
+/** A terminal, seen from the user's side. It neither echoes nor changes line ends. */
+class Terminal
+{
+public:
+    Terminal() : user_(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC))
+    {
+        if (grantpt(user_) == 0 && unlockpt(user_) == 0)
+        {
+            program_ = open(ptsname(user_), O_RDWR | O_NOCTTY | O_CLOEXEC);
+        }
+        termios modes{};
+        if (tcgetattr(program_, &modes) != 0)
+        {
+            throw std::runtime_error("no terminal");
+        }
+        modes.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+        modes.c_oflag &= ~static_cast<tcflag_t>(OPOST);
+        tcsetattr(program_, TCSANOW, &modes);
+    }
+
+    ~Terminal()
+    {
+        close(user_);
+        close(program_);
+    }
+
+    Terminal(const Terminal&) = delete;
+    Terminal& operator=(const Terminal&) = delete;
+
+    int descriptor() const { return program_; }
+
+    void type(const std::string& text) const
+    {
+        if (write(user_, text.data(), text.size()) != static_cast<ssize_t>(text.size()))
+        {
+            throw std::runtime_error("the terminal takes no more");
+        }
+    }
+
+    /** What programs have written; they have ended. */
+    std::string content()
+    {
+        close(std::exchange(program_, -1));
+        std::string text;
+        char next = '\0';
+        while (read(user_, &next, 1) == 1)
+        {
+            text += next;
+        }
+        return text;
+    }
+
+private:
+    int user_;
+    int program_ = -1;
 };
 
 std::vector<std::string> environmentOf(const Setting& setting)
@@ -111,6 +177,9 @@ Outcome run(const std::string& program, std::vector<std::string> arguments, cons
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     const DeadPipe deadPipe;
+    const Capture input(setting.input);
+    Terminal terminal;
+    terminal.type(setting.typed);
     if (setting.readerGone)
     {
         posix_spawn_file_actions_adddup2(&actions, deadPipe.descriptor(), STDOUT_FILENO);
@@ -128,7 +197,11 @@ Outcome run(const std::string& program, std::vector<std::string> arguments, cons
         posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, setting.output->c_str(), O_WRONLY, 0);
     }
     posix_spawn_file_actions_adddup2(&actions, err.descriptor(), STDERR_FILENO);
-    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_adddup2(&actions, input.descriptor(), STDIN_FILENO);
+    for (const int each : setting.terminals)
+    {
+        posix_spawn_file_actions_adddup2(&actions, terminal.descriptor(), each);
+    }
 
     // The responder ignores SIGPIPE in the test's own process, and that would be inherited.
     posix_spawnattr_t attributes;
@@ -152,7 +225,10 @@ Outcome run(const std::string& program, std::vector<std::string> arguments, cons
         throw std::runtime_error("can't run " + program);
     }
     const int exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    return {exitStatus, out.content(), err.content()};
+    const std::string shown = terminal.content();
+    const auto contentOf = [&](int each, const Capture& capture)
+    { return setting.terminals.count(each) > 0 ? shown : capture.content(); };
+    return {exitStatus, contentOf(STDOUT_FILENO, out), contentOf(STDERR_FILENO, err)};
 }
 
 } // namespace
@@ -162,6 +238,14 @@ Setting inLocale(const std::string& name)
     Setting setting;
     // The C library itself loses a text where LOCPATH is set, which the leak checker would report.
     setting.environment = {{"LC_ALL", name}, {"LOCPATH", KVR_LOCALES}, {"ASAN_OPTIONS", "detect_leaks=0"}};
+    return setting;
+}
+
+Setting atTerminal(const std::string& typed)
+{
+    Setting setting;
+    setting.terminals = {STDIN_FILENO, STDERR_FILENO};
+    setting.typed = typed;
     return setting;
 }
 

@@ -3,6 +3,7 @@
 #include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -31,7 +32,17 @@ struct Setting
 
     /** Standard output is a pipe that nobody reads. */
     bool readerGone = false;
+
+    /** What standard input holds. */
+    std::string input;
+
+    /** Standard descriptors (0 to 2) that are a terminal, and what the user types there. */
+    std::set<int> terminals;
+    std::string typed;
 };
+
+/** Setting of a user at a terminal, whose standard output goes elsewhere. */
+Setting atTerminal(const std::string& typed);
 
 /** A setting with one of the locales that the tests compile. */
 Setting inLocale(const std::string& name);
