@@ -22,11 +22,12 @@ constexpr const char* examples = R"(Examples:
   kvr-ldap search ou=people,dc=example,dc=com '(mail=*)' cn mail
   kvr-ldap --uri 'ldap://srv1 ldaps://srv2' show dc=example,dc=com
   KRB5CCNAME=FILE:/tmp/ticket kvr-ldap --auth gssapi search cn=config --output json
+  kvr-ldap attr set uid=ann,ou=people,dc=example,dc=com mail ann@example.com
 
 Exit codes:
   0  done, also when the reader of the output went away before its end
   1  refused by the server
-  2  usage: a command, option, argument, filter or URI that is none
+  2  usage: a command, option, argument, filter or URI that is none, a deletion that nobody confirmed
   3  not found: the entry does not exist
   4  insufficient access
   5  no connection or time-out, or no usable Kerberos ticket
@@ -61,7 +62,11 @@ Application::Application(const Charset& charset)
     AddUnitCommand(commands_);
     AddAttributeCommands(commands_);
     AddLoadCommand(commands_);
-    unprotectAll(app_);
+    AddOverviewCommands(commands_);
+    AddSchemaCommands(commands_);
+    AddAccessCommands(commands_);
+    AddSettingCommands(commands_);
+    AddLimitCommands(commands_);
     app_.require_subcommand(1);
     app_.footer(examples);
 }
@@ -109,6 +114,7 @@ int Application::Run(int count, const char* const* arguments)
 
 void Application::Parse(int count, const char* const* arguments)
 {
+    unprotectAll(app_);
     std::vector<std::string> words = ProtectArguments(count, arguments);
     std::reverse(words.begin(), words.end()); // as the parser wants them
     app_.parse(std::move(words));
