@@ -163,6 +163,39 @@ TEST_F(KerberosBindTest, WithoutTheTicketCacheVariableItIsRefused)
     EXPECT_EQ(checkError("LDAP connection is already established."), connectWith());
 }
 
+TEST_F(KerberosBindTest, AfterAMissingTicketCacheVariableTheSessionStaysUntilDisconnect)
+{
+    {
+        const ScopedEnvironment noTicketCache("KRB5CCNAME", std::nullopt);
+        EXPECT_EQ(ldapErrorAt("OpenLDAP error can't bind via GGSAPI: KRB5CCNAME not set", connectPlace),
+                  connectWith());
+    }
+    EXPECT_EQ(0, library.unbinds);
+    EXPECT_TRUE(connection.IsConnected()) << "there is a session, and no failed operation on it";
+    EXPECT_EQ(checkError("LDAP connection is already established."), connectWith());
+    EXPECT_EQ(checkError("LDAP connection is already established."), connectWith(KVRAuthAnonymous));
+    connection.Disconnect();
+    EXPECT_EQ(1, library.unbinds);
+    EXPECT_EQ(Caught(), connectWith());
+    EXPECT_THAT(library.initialized, ElementsAre(responder.uri(), responder.uri()));
+}
+
+TEST_F(KerberosBindTest, WithoutTheTicketCacheVariableNoBindIsTracedOrSent)
+{
+    const ScopedEnvironment noTicketCache("KRB5CCNAME", std::nullopt);
+    log.setLevel(4);
+    EXPECT_EQ(ldapErrorAt("OpenLDAP error can't bind via GGSAPI: KRB5CCNAME not set", connectPlace),
+              connectWith());
+    EXPECT_THAT(log.messages(), ElementsAre(Pair(4, "Initilize LDAP connection to: " + responder.uri())));
+    EXPECT_THAT(responder.requests(), IsEmpty());
+}
+
+TEST_F(KerberosBindTest, AnAnonymousBindNeedsNoTicketCacheVariable)
+{
+    const ScopedEnvironment noTicketCache("KRB5CCNAME", std::nullopt);
+    EXPECT_EQ(Caught(), connectWith(KVRAuthAnonymous));
+}
+
 TEST_F(KerberosBindTest, AnEmptyTicketCacheVariableIsGoodEnough)
 {
     const ScopedEnvironment emptyTicketCache("KRB5CCNAME", "");
@@ -254,6 +287,38 @@ TEST_F(KerberosBindTest, AnotherFailureIsToldWithTheDiagnostic)
                           "No Kerberos credentials available"),
               connectWith());
     EXPECT_EQ(checkError("LDAP connection is already established."), connectWith());
+}
+
+TEST_F(KerberosBindTest, EveryOtherCodeIsToldWithItsText)
+{
+    for (const int code : {-17, -11, -6, -2, -1, 1, 7, 8, 14, 16, 46, 51, 53, 80})
+    {
+        library.interactiveBind = [code](const LdapInterposer::InteractiveBind&) { return code; };
+        EXPECT_EQ(ldapErrorAt("OpenLDAP error on GGSAPI bind - " + std::string(ldap_err2string(code)),
+                              connectPlace),
+                  connectWith())
+            << code;
+        connection.Disconnect();
+    }
+}
+
+TEST_F(KerberosBindTest, AfterARefusedBindTheSessionStaysUntilDisconnect)
+{
+    const std::pair<int, Caught> refusals[] = {
+        {-2, ldapErrorAt("OpenLDAP error on GGSAPI bind - Local error", connectPlace)},
+        {49, accessError(49)}};
+    for (const auto& [number, error] : refusals)
+    {
+        library.interactiveBind = [code = number](const LdapInterposer::InteractiveBind&) { return code; };
+        EXPECT_EQ(error, connectWith());
+        library.interactiveBind = nullptr;
+        library.interactiveBinds.clear();
+        EXPECT_EQ(checkError("LDAP connection is already established."), connectWith());
+        EXPECT_THAT(library.interactiveBinds, IsEmpty());
+        connection.Disconnect();
+        EXPECT_EQ(Caught(), connectWith());
+        connection.Disconnect();
+    }
 }
 
 class InteractionTest : public KerberosBindTest
