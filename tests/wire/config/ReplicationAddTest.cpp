@@ -200,11 +200,13 @@ TEST_F(AddSyncReplTest, KeysIncludeTheirQuotesAndCase)
                                              "rid=\"1002\"",
                                              "rid=002",
                                              "rid= \"002\"",
+                                             "authcid=\"002\"",
                                              "RID=\"002\"",
                                              "provider=\"ldap://srv2.example.com\"",
                                              "provider=\"ldap://srv2:389\"",
                                              "provider=ldap://srv2",
                                              "provider=\"srv2\"",
+                                             "updateref=\"ldap://srv2\"",
                                              "provider=\"ldaps://srv2\"",
                                              "provider=\"ldap://SRV2\"",
                                              "Provider=\"ldap://srv2\""};

@@ -222,6 +222,7 @@ TEST_F(DeleteSyncReplTest, WithoutBothKeysInOneValueNothingIsChangedAndNothingTh
         {mainAgreement("002", "ldap://srv3.example.com"), mainAgreement("003", "ldap://srv2.example.com")},
         {"rid=002 provider=\"ldap://srv2.example.com\""},
         {"rid=\"0022\" provider=\"ldap://srv2.example.com\""},
+        {"authcid=\"002\" provider=\"ldap://srv2.example.com\""},
         {"rid=\"1002\" provider=\"ldap://srv2.example.com\""},
         {"RID=\"002\" provider=\"ldap://srv2.example.com\""},
         {"rid=\"002\" provider=ldap://srv2.example.com"},
