@@ -1,15 +1,16 @@
 // Adds, modifies and deletes through the module and with bare libldap, on two sessions with the same
 // private server:
 //     dev/private-slapd run -- build/release/bin/write-speed
-// The two take turns batch by batch, so that whatever else the machine does meets both. The lists of
-// modifications of the bare side are built before the clock starts; what the module takes to build
-// its own counts against it.
+// The two take turns batch by batch and each takes the first turn as often as the other. A batch of
+// the module is compared with the one next to it, and the median of these ratios decides: whatever
+// else the machine does meets both. The lists of modifications of the bare side are built before the
+// clock starts; what the module takes to build its own counts against it.
 //
 // Deleting an entry through the module deletes what is below it first, which takes a search. Its bar
 // is the same job with bare libldap, a search and a deletion. The deletion alone is shown too.
 
-#include "BarLine.h"
 #include "BareClient.h"
+#include "Figures.h"
 #include "LoadedModule.h"
 #include "People.h"
 
@@ -91,17 +92,20 @@ public:
         {
             moduleSpeeds_.push_back(speed(moduleBatch, module_));
         }
+        ratios_.push_back(moduleSpeeds_.back() / bareSpeeds_.back());
     }
 
     void print() const
     {
-        std::printf("%-7s module %6.0f a second, bare libldap %6.0f\n", name_, median(moduleSpeeds_),
-                    median(bareSpeeds_));
+        std::printf("%-7s %10.0f %14.0f %7.3f   %.3f to %.3f\n", name_, quantile(moduleSpeeds_, 0.5),
+                    quantile(bareSpeeds_, 0.5), quantile(ratios_, 0.5), quantile(ratios_, 0.25),
+                    quantile(ratios_, 0.75));
     }
 
     void printVerdict() const
     {
-        printBar(std::string("write-") + name_, median(moduleSpeeds_), median(bareSpeeds_), leastRatio);
+        printBar(std::string("write-") + name_, quantile(moduleSpeeds_, 0.5), quantile(ratios_, 0.5),
+                 leastRatio);
     }
 
 private:
@@ -110,6 +114,7 @@ private:
     Operation bare_;
     std::vector<double> moduleSpeeds_;
     std::vector<double> bareSpeeds_;
+    std::vector<double> ratios_; /**< of batches that ran one after the other */
 };
 
 void measure(unsigned rounds, unsigned size)
@@ -142,12 +147,14 @@ void measure(unsigned rounds, unsigned size)
         removalsAlone.push_back(speed(aloneBatch, [&](Entry& entry) { bare.remove(entry.dn); }));
     }
 
-    std::printf("medians of %u batches of %u\n", rounds, size);
+    std::printf("operations a second, medians of %u batches of %u\n", rounds, size);
+    std::printf("            module   bare libldap   ratio   its middle half\n");
     for (const Duel* duel : {&add, &modify, &remove})
     {
         duel->print();
     }
-    std::printf("        bare libldap without the search below the entry %.0f\n", median(removalsAlone));
+    std::printf("delete without the search below the entry, bare libldap: %.0f\n",
+                quantile(removalsAlone, 0.5));
     for (const Duel* duel : {&add, &modify, &remove})
     {
         duel->printVerdict();
@@ -158,7 +165,7 @@ void measure(unsigned rounds, unsigned size)
 
 int main(int count, char** arguments)
 {
-    unsigned rounds = 31;
+    unsigned rounds = 40;
     unsigned size = 500;
     CLI::App app("Compares writing through the module with bare libldap.", "write-speed");
     app.add_option("--rounds", rounds, "batches of each kind and side")
