@@ -183,6 +183,10 @@ extern "C"
         if (current != nullptr)
         {
             current->readOptions.push_back(option);
+            if (option == LDAP_OPT_RESULT_CODE)
+            {
+                current->unfreedAtCheck = current->unfreedResults();
+            }
             if (current->unreadableOptions.count(option) != 0)
             {
                 return LDAP_OPT_ERROR;

@@ -93,6 +93,7 @@ public:
     std::vector<Write> modifies;
     std::vector<LDAPMessage*> freed; /**< by ldap_msgfree, null not counted */
     int unbinds = 0;
+    int unfreedAtCheck = 0; /**< unfreedResults() when the session's result code was read last */
     /** @} */
 
     /** @name Script

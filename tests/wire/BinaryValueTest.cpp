@@ -1,29 +1,9 @@
+#include "Allocations.h"
 #include "WriteTest.h"
 
 #include <cstdlib>
 #include <memory>
 #include <utility>
-
-namespace
-{
-
-/** The allocation of this many bytes fails; none does while it is 0. */
-std::size_t refusedAllocation = 0;
-
-} // namespace
-
-// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the linker asks for these names
-extern "C"
-{
-    void* __real_malloc(std::size_t size);
-    void* __wrap_malloc(std::size_t size);
-
-    void* __wrap_malloc(std::size_t size)
-    {
-        return refusedAllocation != 0 && size == refusedAllocation ? nullptr : __real_malloc(size);
-    }
-}
-// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 
 namespace KVR
 {
@@ -135,6 +115,14 @@ TEST_F(SetBinaryTest, AMegabyteArrivesWhole)
     EXPECT_EQ(bytes, set(bytes, alREPLACE).at(0).values.at(0));
 }
 
+using SetBinaryDeathTest = SetBinaryTest;
+
+TEST_F(SetBinaryDeathTest, Mode33WithANullPointerAndASizeEndsTheProcessInTheLibrary)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_DEATH(connection.SetAttrBinaryValue("cn=a,dc=x", "photo", nullptr, 5, alREMOVEALL), "");
+}
+
 /** What GetAttrBinaryValue gives; the caller's size is 77 before. */
 struct BinaryValue
 {
@@ -158,7 +146,6 @@ class GetBinaryTest : public WriteTest
 protected:
     void TearDown() override
     {
-        refusedAllocation = 0;
         EXPECT_EQ(0, library.unfreedResults()) << "the result is freed on every path";
     }
 
@@ -320,6 +307,32 @@ TEST_F(GetBinaryTest, AnAttributeWithoutValuesAndACodeInTheSessionIsTold)
     EXPECT_EQ(expected, getting(photo({"lost"})));
 }
 
+TEST_F(GetBinaryTest, AnUnreadableCodeIsAnInternalErrorWhereverTheSessionIsAsked)
+{
+    const Caught expected = internalError("on getting ldap error code.", checkPlace);
+    library.unreadableOptions = {LDAP_OPT_RESULT_CODE};
+    EXPECT_EQ(expected, getting(Answer())) << "no entry";
+    EXPECT_EQ(expected, getting(photo({}))) << "no values";
+    library.withholdDn = true;
+    EXPECT_EQ(expected, getting(photo({"lost"}))) << "no DN";
+}
+
+TEST_F(GetBinaryTest, AnUnreadableCodeIsNoErrorWhereTheSessionIsNotAsked)
+{
+    library.unreadableOptions = {LDAP_OPT_RESULT_CODE};
+    EXPECT_EQ((BinaryValue{false, "v", 1}), getFrom(photo({"v"})));
+    EXPECT_EQ(nullOfSize0, getFrom(Answer().result(32)));
+    EXPECT_EQ(nullOfUntouchedSize, getFrom(Answer().entry("cn=a,dc=x")));
+}
+
+TEST_F(GetBinaryTest, WithoutADnTheResultIsFreedBeforeTheSessionIsAsked)
+{
+    library.withholdDn = true;
+    library.unfreedAtCheck = 77;
+    EXPECT_EQ(nullOfSize0, getFrom(photo({"lost"})));
+    EXPECT_EQ(0, library.unfreedAtCheck);
+}
+
 TEST_F(GetBinaryTest, Codes47To50BecomeInsufficientAccess)
 {
     for (int code = 47; code <= 50; code++)
@@ -386,10 +399,11 @@ TEST_F(GetBinaryTest, ItWorksWhileTheLastErrorAsksForAReconnect)
 
 TEST_F(GetBinaryTest, ABufferThatCannotBeAllocatedIsOutOfMemory)
 {
-    refusedAllocation = 123457;
-    const std::string value(refusedAllocation, 'v');
-    EXPECT_EQ(std::type_index(typeid(EKVROutOfMemory)), getting(photo({value})).type);
-    refusedAllocation = 0;
+    const std::string value(123457, 'v');
+    {
+        const Support::RefusedSize refused(value.size());
+        EXPECT_EQ(std::type_index(typeid(EKVROutOfMemory)), getting(photo({value})).type);
+    }
     EXPECT_EQ((BinaryValue{false, value, 123457}), getFrom(photo({value})));
 }
 
@@ -398,7 +412,7 @@ TEST_F(GetBinaryTest, ExactlyTheValuesLengthIsAllocated)
     const std::string value(123457, 'v');
     for (const std::size_t other : {value.size() - 1, value.size() + 1})
     {
-        refusedAllocation = other;
+        const Support::RefusedSize refused(other);
         EXPECT_EQ((BinaryValue{false, value, value.size()}), getFrom(photo({value})));
     }
 }

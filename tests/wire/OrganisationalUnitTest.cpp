@@ -1,7 +1,6 @@
-#include "SearchTest.h"
-#include "WriteTest.h"
+#include "OrganisationalUnitTest.h"
 
-#include <set>
+#include "SearchTest.h"
 
 namespace KVR
 {
@@ -11,86 +10,6 @@ namespace
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-
-std::string searchOf(const std::string& base, const std::string& filter)
-{
-    return "search '" + base + "' scope 1 (&(objectClass=organizationalUnit)" + filter + ") for *";
-}
-
-std::string creationOf(const std::string& dn, const std::string& name)
-{
-    return "add '" + dn + "' objectClass top organizationalUnit ou " + name;
-}
-
-class EnsureTest : public WriteTest
-{
-protected:
-    void SetUp() override
-    {
-        WriteTest::SetUp();
-        responder.handle(Operation::Search,
-                         [this](const LdapRequest& request)
-                         {
-                             Answer answer;
-                             if (present.count(request.dn + " " + request.search.filter) != 0)
-                             {
-                                 answer.entry("ou=found," + request.dn);
-                             }
-                             return answer;
-                         });
-    }
-
-    /** Lets the server have a unit. */
-    void has(const std::string& base, const std::string& filter)
-    {
-        present.insert(base + " (&(objectClass=organizationalUnit)" + filter + ")");
-    }
-
-    Caught ensuring(const std::string& path)
-    {
-        return caught([&] { connection.EnsureOU(path); });
-    }
-
-    /** The requests so far, as texts. */
-    std::vector<std::string> sent() const
-    {
-        std::vector<std::string> texts;
-        for (const LdapRequest& request : responder.requests())
-        {
-            std::string text = request.operation == Operation::Search ? "search" : "add";
-            text += " '" + request.dn + "'";
-            if (request.operation == Operation::Search)
-            {
-                text +=
-                    " scope " + std::to_string(request.search.scope) + " " + request.search.filter + " for";
-                for (const std::string& name : request.search.attributes)
-                {
-                    text += " " + name;
-                }
-            }
-            for (const Attribute& attribute : request.attributes)
-            {
-                text += " " + attribute.name;
-                for (const std::string& value : attribute.values)
-                {
-                    text += " " + value;
-                }
-            }
-            texts.push_back(text);
-        }
-        return texts;
-    }
-
-    /** The requests that making sure of this path sends. */
-    std::vector<std::string> sentFor(const std::string& path)
-    {
-        responder.clear();
-        EXPECT_EQ(Caught(), ensuring(path)) << path;
-        return sent();
-    }
-
-    std::set<std::string> present;
-};
 
 TEST_F(EnsureTest, MissingUnitsAreSearchedAndCreatedFromTheDomainDownwards)
 {
@@ -210,6 +129,13 @@ TEST_F(EnsureTest, LeadingBlanksEndItWithoutASecondRound)
                             searchOf("ou=B,dc=x", "(ou=A)"), creationOf("ou=A,ou=B,dc=x", "A")));
 }
 
+TEST_F(EnsureTest, LeadingBlanksBeforeOneUnitEndItToo)
+{
+    EXPECT_THAT(sentFor(" ou=A"), ElementsAre(searchOf("", "(ou=A)"), creationOf("ou=A", "A")));
+    EXPECT_THAT(sentFor("\tou=A,dc=x"),
+                ElementsAre(searchOf("dc=x", "(ou=A)"), creationOf("ou=A,dc=x", "A")));
+}
+
 TEST_F(EnsureTest, UpperCaseUnitsAreNotRecognised)
 {
     EXPECT_THAT(sentFor("OU=A,dc=x"), IsEmpty());
@@ -224,43 +150,6 @@ TEST_F(EnsureTest, AnUpperCaseDomainIsNotRecognised)
     EXPECT_THAT(sentFor("ou=A,DC=x"), ElementsAre(searchOf("", "(ou=A)"), creationOf("ou=A", "A")));
     EXPECT_THAT(sentFor("ou=A,DC=x,dc=y"),
                 ElementsAre(searchOf("dc=y", "(ou=A)"), creationOf("ou=A,dc=y", "A")));
-}
-
-TEST_F(EnsureTest, AnEscapedCommaBelongsToTheName)
-{
-    EXPECT_THAT(sentFor("ou=Sales\\, North,ou=B,dc=x"),
-                ElementsAre(searchOf("dc=x", "(ou=B)"), creationOf("ou=B,dc=x", "B"),
-                            searchOf("ou=B,dc=x", "(ou=Sales, North)"),
-                            creationOf("ou=Sales\\, North,ou=B,dc=x", "Sales, North")));
-    EXPECT_THAT(sentFor("ou=A,ou=Sales\\2c North\\, South"),
-                ElementsAre(searchOf("", "(ou=Sales, North, South)"),
-                            creationOf("ou=Sales\\2c North\\, South", "Sales, North, South"),
-                            searchOf("ou=Sales\\2c North\\, South", "(ou=A)"),
-                            creationOf("ou=A,ou=Sales\\2c North\\, South", "A")));
-}
-
-TEST_F(EnsureTest, ACommaBehindAnEscapedBackslashEndsTheName)
-{
-    EXPECT_THAT(sentFor("ou=A\\\\,dc=x"),
-                ElementsAre(searchOf("dc=x", "(ou=A\\5c)"), creationOf("ou=A\\\\,dc=x", "A\\")));
-}
-
-TEST_F(EnsureTest, SpecialCharactersOfFiltersAreEscapedInTheFilterOnly)
-{
-    EXPECT_THAT(sentFor("ou=A*(b),dc=x"),
-                ElementsAre(searchOf("dc=x", "(ou=A\\2a\\28b\\29)"), creationOf("ou=A*(b),dc=x", "A*(b)")));
-}
-
-TEST_F(EnsureTest, AnEscapedBlankAtTheEndBelongsToTheName)
-{
-    EXPECT_THAT(sentFor("ou=A\\ ,dc=x"),
-                ElementsAre(searchOf("dc=x", "(ou=A )"), creationOf("ou=A\\ ,dc=x", "A ")));
-}
-
-TEST_F(EnsureTest, HexadecimalEscapesAreUndoneInTheName)
-{
-    EXPECT_THAT(sentFor("ou=J\\C3\\BC,dc=x"), ElementsAre(searchOf("dc=x", "(ou=J\xc3\xbc)"),
-                                                          creationOf("ou=J\\C3\\BC,dc=x", "J\xc3\xbc")));
 }
 
 class EnsureFailureTest : public EnsureTest
@@ -323,6 +212,15 @@ TEST_F(EnsureFailureTest, AMissingBaseIsNoErrorAndTheUnitIsCreated)
 {
     responder.onSearch(Answer().result(32));
     EXPECT_THAT(sentFor("ou=A,dc=x"), ElementsAre(searchOf("dc=x", "(ou=A)"), creationOf("ou=A,dc=x", "A")));
+}
+
+TEST_F(EnsureFailureTest, AFailureOfTheCountIsPassedOnAndNothingIsCreated)
+{
+    library.countEntries = -1;
+    responder.onSearch(Answer().entry("ou=A,dc=x").result(4, "words"));
+    EXPECT_EQ(ldapErrorAt("OpenLDAP error on fetching count - Size limit exceeded", checkPlace, "words"),
+              ensuring("ou=A,dc=x"));
+    EXPECT_THAT(sent(), ElementsAre(searchOf("dc=x", "(ou=A)")));
 }
 
 TEST_F(EnsureFailureTest, AUnitWithoutANameCannotBeCreated)

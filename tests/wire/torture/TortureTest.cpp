@@ -1,7 +1,8 @@
 // Every allocation fails once: whatever is being done ends in the error that is told for it or in
 // std::bad_alloc, nothing is lost, and the connection goes on.
 
-#include "FailingAllocation.h"
+#include "Allocations.h"
+#include "Caught.h"
 #include "KVRLdapConnection.h"
 #include "LdapResponder.h"
 #include "RecordingHost.h"
@@ -9,6 +10,7 @@
 #include <IKVRLdapEntity.h>
 #include <IKVRLdapQuery.h>
 #include <kvr/EKVRError.h>
+#include <kvr/KVRUtils.h>
 
 #include <gtest/gtest.h>
 
@@ -41,20 +43,46 @@ protected:
 
     /**
      * Lets the first, the second, ... allocation fail until the work reaches none of them any more.
-     * @param building the work may tell a failure as "on building attributes"
+     * @param expected how every one of these failures is told
      * @return number of allocations that have failed
      */
-    int torture(By by, bool building, const std::function<void()>& work)
+    int torture(By by, const Caught& expected, const std::function<void()>& work)
     {
         for (int number = 1;; ++number)
         {
-            if (!failsAt(by, number, building, work))
             {
-                return number - 1;
+                const FailingAllocation failing(by, number);
+                const Caught error = caught(work);
+                if (!failing.failed())
+                {
+                    EXPECT_EQ(error, Caught());
+                    return number - 1;
+                }
+                EXPECT_EQ(error, expected) << "allocation " << number;
             }
             expectConnectionWorks();
         }
     }
+
+    /** Connects anew, with a conversion of every value. */
+    void connectInLatin1()
+    {
+        connection.Disconnect();
+        SetDefaultCodeset("ISO-8859-1");
+        connection.Connect(server.target(), KVRAuthAnonymous);
+        SetDefaultCodeset("UTF-8");
+    }
+
+    static Caught onBuilding(const std::string& function)
+    {
+        return {typeid(EKVRInternalError), "on building attributes", "",
+                "src/interfaces/ldap-wrapper/KVRLdapConnectionEntry.cpp:LINE(" + function + ")"};
+    }
+
+    const Caught badAlloc{typeid(std::bad_alloc), "std::bad_alloc", "", ""};
+    const Caught outOfMemory{typeid(EKVROutOfMemory), "can't allocate a buffer for the value", "",
+                             "src/interfaces/ldap-wrapper/"
+                             "KVRLdapConnectionAttribute.cpp:LINE(GetAttrBinaryValue)"};
 
     LdapResponder server;
     RecordingHost host;
@@ -62,29 +90,6 @@ protected:
     std::list<std::string> names{"cn", "sn"};
 
 private:
-    static bool failsAt(By by, int number, bool building, const std::function<void()>& work)
-    {
-        const FailingAllocation failing(by, number);
-        try
-        {
-            work();
-        }
-        catch (const std::bad_alloc&)
-        {
-            EXPECT_EQ(by, By::OperatorNew);
-        }
-        catch (const EKVROutOfMemory&)
-        {
-            EXPECT_EQ(by, By::Malloc);
-        }
-        catch (const EKVRInternalError& error)
-        {
-            EXPECT_TRUE(building) << error.what();
-            EXPECT_EQ(error.msg(), "on building attributes");
-        }
-        return failing.failed();
-    }
-
     void expectConnectionWorks()
     {
         EXPECT_TRUE(connection.IsConnected());
@@ -95,21 +100,57 @@ private:
 TEST_F(Torture, OfAddingAnEntry)
 {
     Attributes attributes{{"cn", longText}, {"cn", "b"}, {"objectClass", "device"}, {"sn", longText}};
-    EXPECT_GT(torture(By::OperatorNew, true, [&] { connection.AddDN("cn=a,dc=x", attributes); }), 6);
+    const auto add = [&] { connection.AddDN("cn=a,dc=x", attributes); };
+    // Three arrays, three records and the two long texts.
+    EXPECT_EQ(torture(By::OperatorNew, onBuilding("AddDN"), add), 8);
+}
+
+TEST_F(Torture, OfAddingAnEntryWithAConversion)
+{
+    connectInLatin1();
+    Attributes attributes{{"cn", longText}, {"cn", "b"}, {"sn", longText}};
+    const auto add = [&] { connection.AddDN("cn=a,dc=x", attributes); };
+    EXPECT_GT(torture(By::OperatorNew, onBuilding("AddDN"), add), 7);
 }
 
 TEST_F(Torture, OfChangingAnEntry)
 {
     Attributes attributes{{"+cn", longText}, {"+cn", "b"}, {"!sn", ""}, {"=mail", longText}};
-    EXPECT_GT(torture(By::OperatorNew, true, [&] { connection.UpdateDN("cn=a,dc=x", attributes); }), 6);
+    const auto update = [&] { connection.UpdateDN("cn=a,dc=x", attributes); };
+    EXPECT_EQ(torture(By::OperatorNew, onBuilding("UpdateDN"), update), 8);
+}
+
+TEST_F(Torture, OfChangingAnEntryWithAConversion)
+{
+    connectInLatin1();
+    Attributes attributes{{"+cn", longText}, {"!sn", ""}, {"=mail", longText}};
+    const auto update = [&] { connection.UpdateDN("cn=a,dc=x", attributes); };
+    EXPECT_GT(torture(By::OperatorNew, onBuilding("UpdateDN"), update), 8);
+}
+
+TEST_F(Torture, OfAnInvalidModeWhoseOwnTextNeedsMemory)
+{
+    Attributes attributes{{"*aModeThatIsToldWithTheWholeName", longText}};
+    for (int number = 1; number <= 12; ++number)
+    {
+        const FailingAllocation failing(By::OperatorNew, number);
+        const Caught error = caught([&] { connection.UpdateDN("cn=a,dc=x", attributes); });
+        // The error itself needs memory as well, and then there is nothing left to tell it with.
+        EXPECT_TRUE(error == onBuilding("UpdateDN") || error == badAlloc) << number << ' ' << error;
+    }
+}
+
+TEST_F(Torture, OfSettingAValue)
+{
+    const auto set = [&] { connection.SetAttrValue("cn=a,dc=x", "cn", longText, alADD); };
+    EXPECT_EQ(torture(By::OperatorNew, badAlloc, set), 1);
 }
 
 TEST_F(Torture, OfSettingValues)
 {
     std::list<std::string> values{longText, longText, "c"};
-    EXPECT_GT(
-        torture(By::OperatorNew, false, [&] { connection.SetAttrValues("cn=a,dc=x", "cn", values, alADD); }),
-        3);
+    const auto set = [&] { connection.SetAttrValues("cn=a,dc=x", "cn", values, alADD); };
+    EXPECT_EQ(torture(By::OperatorNew, badAlloc, set), 4);
 }
 
 TEST_F(Torture, OfReadingABinaryValue)
@@ -120,8 +161,8 @@ TEST_F(Torture, OfReadingABinaryValue)
         const std::unique_ptr<char, decltype(&std::free)> value(
             connection.GetAttrBinaryValue("cn=a,dc=x", "anAttributeWhoseNameNeedsMemory", size), &std::free);
     };
-    EXPECT_GT(torture(By::OperatorNew, false, read), 1);
-    EXPECT_EQ(torture(By::Malloc, false, read), 1);
+    EXPECT_GT(torture(By::OperatorNew, badAlloc, read), 1);
+    EXPECT_EQ(torture(By::Malloc, outOfMemory, read), 1);
 }
 
 TEST_F(Torture, OfSearchingAndWalking)
@@ -134,7 +175,7 @@ TEST_F(Torture, OfSearchingAndWalking)
         {
         }
     };
-    EXPECT_GT(torture(By::OperatorNew, false, walk), 10);
+    EXPECT_GT(torture(By::OperatorNew, badAlloc, walk), 10);
 }
 
 } // namespace

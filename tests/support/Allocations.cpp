@@ -1,4 +1,4 @@
-#include "FailingAllocation.h"
+#include "Allocations.h"
 
 #include <cstdlib>
 #include <new>
@@ -9,6 +9,11 @@ namespace
 /** Allocations up to the one that fails; 0 fails none. */
 thread_local long newCountdown = 0;
 thread_local long mallocCountdown = 0;
+
+/** The size that malloc(3) refuses; 0 stands for none. */
+thread_local std::size_t refusedSize = 0;
+
+thread_local long newCalls = 0;
 
 bool failsNow(long& countdown)
 {
@@ -26,13 +31,15 @@ extern "C"
 
     void* __wrap_malloc(std::size_t size)
     {
-        return failsNow(mallocCountdown) ? nullptr : __real_malloc(size);
+        const bool refused = refusedSize != 0 && size == refusedSize;
+        return refused || failsNow(mallocCountdown) ? nullptr : __real_malloc(size);
     }
 }
 // NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 
 void* operator new(std::size_t size)
 {
+    ++newCalls;
     void* const memory = failsNow(newCountdown) ? nullptr : __real_malloc(size > 0 ? size : 1);
     if (memory == nullptr)
     {
@@ -68,6 +75,23 @@ FailingAllocation::~FailingAllocation()
 bool FailingAllocation::failed() const
 {
     return countdown_ == 0;
+}
+
+RefusedSize::RefusedSize(std::size_t size)
+{
+    refusedSize = size;
+}
+
+RefusedSize::~RefusedSize()
+{
+    refusedSize = 0;
+}
+
+CountedAllocations::CountedAllocations() : before_(newCalls) {}
+
+long CountedAllocations::number() const
+{
+    return newCalls - before_;
 }
 
 } // namespace KVR::Support
