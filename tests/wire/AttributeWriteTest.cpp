@@ -231,6 +231,15 @@ TEST_F(SetAttrValuesTest, AFailedConversionKeepsItsOwnErrorAndSendsNothing)
     EXPECT_THAT(responder.requests(), IsEmpty());
 }
 
+TEST_F(SetAttrValuesTest, AnUnknownCharacterSetKeepsItsOwnErrorAndSendsNothing)
+{
+    connectIn("NO-SUCH-CODESET");
+    EXPECT_EQ(plainError("Iconv initialization failed for conversion from 'UTF-8' to 'NO-SUCH-CODESET'."),
+              setting({"", "v"}, alADD));
+    EXPECT_THAT(responder.requests(), IsEmpty());
+    EXPECT_EQ(Caught(), setting({}, alREMOVEALL)) << "there is nothing to convert";
+}
+
 TEST_F(SetAttrValuesTest, AThousandShortAndLongValuesArriveInOrder)
 {
     std::list<std::string> values;

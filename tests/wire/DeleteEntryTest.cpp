@@ -123,6 +123,22 @@ TEST_F(DeleteEntryTest, AFailureOfTheSearchIsPassedOnAndNothingIsDeleted)
     EXPECT_THAT(deleted(), IsEmpty());
 }
 
+TEST_F(DeleteEntryTest, AnEntryThatCannotBeReadEndsItWithTheReadersErrorAndTheEarlierOnesAreGone)
+{
+    for (const char* codeset : {"ASCII", "ISO-8859-1"})
+    {
+        connectIn(codeset);
+        responder.onSearch(Answer()
+                               .entry("cn=a,dc=x", {{"cn", {"a"}}})
+                               .entry("cn=b,dc=x", {{"cn", {"b"}}})
+                               .entry("cn=c,dc=x", {{"cn", {"c", "\xd0\x9e"}}})
+                               .entry("cn=d,dc=x", {{"cn", {"d"}}}));
+        EXPECT_EQ(conversionFailure(), deleting()) << codeset;
+        EXPECT_THAT(deleted(), ElementsAre("cn=a,dc=x", "cn=b,dc=x")) << codeset;
+        EXPECT_EQ(0, library.unfreedResults());
+    }
+}
+
 TEST_F(DeleteEntryTest, AResultCutByTheSizeLimitIsDeletedAsFarAsItGoes)
 {
     responder.onSearch(threeEntries().result(4));

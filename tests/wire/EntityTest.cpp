@@ -202,6 +202,55 @@ TEST_F(StampTest, FailuresOfTheSearchArePassedOn)
     EXPECT_EQ(notConnected(), caught([&] { entity->modifier(); }));
 }
 
+/** Updates through the connection's own operation. */
+class EntityUpdateTest : public ConnectedTest
+{
+protected:
+    /** What updating an entity of the server throws; its copy stays and nothing is sent. */
+    Caught updating(Changes changes)
+    {
+        const EntityPointer entity = connection.AllocEntity();
+        entity->dn = "cn=a,dc=x";
+        entity->attributes = {{"cn", "a"}, {"mail", "m"}, {"sn", "s"}};
+        const Caught error = caught([&] { entity->Update(changes, false); });
+        EXPECT_EQ((Values{{"cn", "a"}, {"mail", "m"}, {"sn", "s"}}), valuesOf(*entity));
+        EXPECT_EQ("cn=a,dc=x", entity->dn);
+        EXPECT_THAT(responder.requests(), IsEmpty());
+        return error;
+    }
+
+    static Caught updateError(const std::string& text)
+    {
+        return internalError(text, "KVRLdapConnectionEntry.cpp:LINE(UpdateDN)");
+    }
+};
+
+TEST_F(EntityUpdateTest, AnInvalidModeIsTheConnectionsBuildingFailure)
+{
+    EXPECT_EQ(updateError("on building attributes"), updating({{"*mail", "x"}, {"!sn", ""}}));
+    EXPECT_EQ(updateError("on building attributes"), updating({{"mail", "x"}}));
+}
+
+TEST_F(EntityUpdateTest, AnEmptyKeyIsTheConnectionsInvalidAttribute)
+{
+    EXPECT_EQ(updateError("Invalid attribute of dn 'cn=a,dc=x'"), updating({{"", "x"}, {"!sn", ""}}));
+}
+
+TEST_F(EntityUpdateTest, ARefusalOfTheServerLeavesTheCopyToo)
+{
+    const EntityPointer entity = connection.AllocEntity();
+    entity->dn = "cn=a,dc=x";
+    entity->attributes = {{"mail", "m"}};
+    Changes changes{{"!mail", ""}};
+    responder.onModify(Answer().result(53, "words"));
+    EXPECT_EQ(ldapErrorAt("OpenLDAP error on modifying dn 'cn=a,dc=x' - Server is unwilling to perform",
+                          "KVRLdapConnectionEntry.cpp:LINE(UpdateDN)", "words"),
+              caught([&] { entity->Update(changes, false); }));
+    EXPECT_EQ((Values{{"mail", "m"}}), valuesOf(*entity));
+    EXPECT_EQ(Caught(), caught([&] { entity->Update(changes, false); }));
+    EXPECT_THAT(valuesOf(*entity), IsEmpty());
+}
+
 /** What the overridden operations below were called with. */
 using Calls = std::vector<std::string>;
 
