@@ -1,13 +1,5 @@
 #include "PrivateSlapd.h"
 
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <array>
-#include <cerrno>
-#include <stdexcept>
 #include <utility>
 
 namespace KVR::Support
@@ -16,131 +8,26 @@ namespace KVR::Support
 namespace
 {
 
-/** Both ends of a pipe; neither is inherited by programs that are started. */
-class Pipe
+std::vector<std::string> scriptWords(const std::vector<std::string>& options)
 {
-public:
-    Pipe()
-    {
-        if (pipe2(ends_.data(), O_CLOEXEC) != 0)
-        {
-            throw std::runtime_error("no pipe for the private directory server");
-        }
-    }
-
-    ~Pipe()
-    {
-        closeEnd(ends_[0]);
-        closeEnd(ends_[1]);
-    }
-
-    Pipe(const Pipe&) = delete;
-    Pipe& operator=(const Pipe&) = delete;
-
-    int readEnd() const { return ends_[0]; }
-    int writeEnd() const { return ends_[1]; }
-    void closeWriteEnd() { closeEnd(ends_[1]); }
-    int releaseWriteEnd() { return std::exchange(ends_[1], -1); }
-
-private:
-    static void closeEnd(int& end)
-    {
-        if (end >= 0)
-        {
-            close(std::exchange(end, -1));
-        }
-    }
-
-    std::array<int, 2> ends_{-1, -1};
-};
-
-pid_t spawn(std::vector<std::string> words, int input, int output)
-{
-    std::vector<char*> arguments;
-    arguments.reserve(words.size() + 1);
-    for (std::string& word : words)
-    {
-        arguments.push_back(word.data());
-    }
-    arguments.push_back(nullptr);
-
-    posix_spawn_file_actions_t redirections;
-    posix_spawn_file_actions_init(&redirections);
-    posix_spawn_file_actions_adddup2(&redirections, input, STDIN_FILENO);
-    posix_spawn_file_actions_adddup2(&redirections, output, STDOUT_FILENO);
-    pid_t child = -1;
-    const int error = posix_spawn(&child, arguments[0], &redirections, nullptr, arguments.data(), environ);
-    posix_spawn_file_actions_destroy(&redirections);
-    if (error != 0)
-    {
-        throw std::runtime_error("cannot run " + words.front());
-    }
-    return child;
-}
-
-std::string readLine(int descriptor)
-{
-    std::string line;
-    char next = '\0';
-    for (;;)
-    {
-        const ssize_t count = read(descriptor, &next, 1);
-        if (count < 0 && errno == EINTR)
-        {
-            continue;
-        }
-        if (count <= 0 || next == '\n')
-        {
-            return line;
-        }
-        line += next;
-    }
+    std::vector<std::string> words{KVR_PRIVATE_SLAPD, "run", "--backend", KVR_BACK_HDB};
+    words.insert(words.end(), options.begin(), options.end());
+    return words;
 }
 
 } // namespace
 
 PrivateSlapd::PrivateSlapd(const std::vector<std::string>& options)
+    : script_(scriptWords(options), "$KVR_TEST_LDAP_URI $KVR_TEST_LDAPS_URI")
 {
-    std::vector<std::string> words{KVR_PRIVATE_SLAPD, "run", "--backend", KVR_BACK_HDB};
-    words.insert(words.end(), options.begin(), options.end());
-    // The command tells the URI and then waits for the end of its input, which is also what it
-    // meets when this process dies.
-    words.insert(words.end(), {"--", "/bin/sh", "-c", "echo \"$KVR_TEST_LDAP_URI\"; read -r _"});
-
-    Pipe input;
-    Pipe output;
-    tool_ = spawn(std::move(words), input.readEnd(), output.writeEnd());
-    output.closeWriteEnd();
-    toolInput_ = input.releaseWriteEnd();
-    uri_ = readLine(output.readEnd());
-    if (uri_.empty())
-    {
-        stop();
-        throw std::runtime_error("the private directory server did not start");
-    }
-}
-
-PrivateSlapd::~PrivateSlapd()
-{
-    stop();
+    const std::size_t separator = script_.answer().find(' ');
+    uri_ = script_.answer().substr(0, separator);
+    ldapsUri_ = script_.answer().substr(separator + 1);
 }
 
 std::string PrivateSlapd::hostAndPort() const
 {
     return uri_.substr(std::string("ldap://").size());
-}
-
-void PrivateSlapd::stop()
-{
-    if (tool_ < 0)
-    {
-        return;
-    }
-    close(std::exchange(toolInput_, -1));
-    const pid_t tool = std::exchange(tool_, -1);
-    while (waitpid(tool, nullptr, 0) < 0 && errno == EINTR)
-    {
-    }
 }
 
 } // namespace KVR::Support

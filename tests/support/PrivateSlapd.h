@@ -1,6 +1,6 @@
 #pragma once
 
-#include <sys/types.h>
+#include "RunningScript.h"
 
 #include <string>
 #include <vector>
@@ -20,23 +20,22 @@ public:
      * @throws std::runtime_error when the server does not start; the reason is on standard error
      */
     explicit PrivateSlapd(const std::vector<std::string>& options = {});
-    ~PrivateSlapd();
-
-    PrivateSlapd(const PrivateSlapd&) = delete;
-    PrivateSlapd& operator=(const PrivateSlapd&) = delete;
 
     const std::string& uri() const { return uri_; }
+
+    /** Empty without the option --tls. */
+    const std::string& ldapsUri() const { return ldapsUri_; }
 
     /** The URI without the scheme. */
     std::string hostAndPort() const;
 
     /** Stops the server before its time. */
-    void stop();
+    void stop() { script_.stop(); }
 
 private:
+    RunningScript script_;
     std::string uri_;
-    pid_t tool_ = -1;
-    int toolInput_ = -1; /**< closing it stops the server */
+    std::string ldapsUri_;
 };
 
 } // namespace KVR::Support
