@@ -1,11 +1,7 @@
 #include "RunProgram.h"
+#include "TemporaryFile.h"
 
 #include <gmock/gmock.h>
-#include <unistd.h>
-
-#include <cstdlib>
-#include <fstream>
-#include <stdexcept>
 
 namespace
 {
@@ -15,33 +11,6 @@ using testing::AllOf;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
-
-/** A file with this content for the length of a test. */
-class TemporaryFile
-{
-public:
-    explicit TemporaryFile(const std::string& content)
-    {
-        char name[] = "/tmp/kvr-ldap-test-XXXXXX";
-        const int descriptor = mkstemp(name);
-        if (descriptor < 0)
-        {
-            throw std::runtime_error("no temporary file");
-        }
-        close(descriptor);
-        path_ = name;
-        std::ofstream(path_) << content;
-    }
-    ~TemporaryFile() { unlink(path_.c_str()); }
-
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
-
-    const std::string& path() const { return path_; }
-
-private:
-    std::string path_;
-};
 
 constexpr const char* moduleHint = "\nkvr-ldap: hint: --module FILE names the plug-in\n";
 

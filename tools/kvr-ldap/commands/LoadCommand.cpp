@@ -142,7 +142,7 @@ private:
         }
         TellSummary();
         throw Failure(firstKind_, file_, "nothing was sent: " + Share() + " can't be applied",
-                      "--continue-on-error applies the others");
+                      refused_.size() < changes_.size() ? "--continue-on-error applies the others" : "");
     }
 
     /** The plug-in would delete the children too, LDIF deletes an entry that has none. */

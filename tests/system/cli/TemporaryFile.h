@@ -1,0 +1,40 @@
+#pragma once
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <stdexcept>
+#include <string>
+
+namespace KVR::CliTest
+{
+
+/** A file with this content for the length of a test. */
+class TemporaryFile
+{
+public:
+    explicit TemporaryFile(const std::string& content)
+    {
+        char name[] = "/tmp/kvr-ldap-test-XXXXXX";
+        const int descriptor = mkstemp(name);
+        if (descriptor < 0)
+        {
+            throw std::runtime_error("no temporary file");
+        }
+        close(descriptor);
+        path_ = name;
+        std::ofstream(path_, std::ios::binary) << content;
+    }
+    ~TemporaryFile() { unlink(path_.c_str()); }
+
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+
+    const std::string& path() const { return path_; }
+
+private:
+    std::string path_;
+};
+
+} // namespace KVR::CliTest
