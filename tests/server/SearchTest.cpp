@@ -164,9 +164,9 @@ TEST_F(SearchTest, ABaseThatIsNoDnIsRefusedByTheServer)
 
 TEST_F(SearchTest, TheConfigurationTreeHoldsTheMainDatabase)
 {
-    const auto entity = read("olcDatabase={1}hdb,cn=config");
+    const auto entity = read(mainDatabaseDn);
 
-    EXPECT_EQ(entity->dn, "olcDatabase={1}hdb,cn=config");
+    EXPECT_EQ(entity->dn, mainDatabaseDn);
     EXPECT_EQ(entity->ValByAttr("olcSuffix", false), "dc=example,dc=com");
 }
 

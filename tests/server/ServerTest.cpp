@@ -10,6 +10,7 @@
 namespace KVR::ServerTests
 {
 
+const std::string mainDatabaseDn = "olcDatabase=" KVR_MAIN_DATABASE ",cn=config";
 const std::string notConnected = "LDAP connection isn`t established.";
 const std::string insufficientAccess = "Insufficient access. The user should have administrator privilege.";
 
@@ -18,7 +19,8 @@ namespace
 
 std::vector<std::string> serverOptions(const std::vector<std::string>& more)
 {
-    std::vector<std::string> options{"--entries", "0", "--data", KVR_ENTRIES};
+    const std::string type = std::string(KVR_MAIN_DATABASE).substr(std::string("{1}").size());
+    std::vector<std::string> options{"--database", type, "--entries", "0", "--data", KVR_ENTRIES};
     options.insert(options.end(), more.begin(), more.end());
     return options;
 }

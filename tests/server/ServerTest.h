@@ -26,6 +26,8 @@ using Support::Caught;
 using Support::caught;
 using Support::LogCapture;
 
+/** The main database as the build names it, which is the one that the private servers have. */
+extern const std::string mainDatabaseDn;
 extern const std::string notConnected;
 extern const std::string insufficientAccess;
 
