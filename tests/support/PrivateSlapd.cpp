@@ -1,6 +1,6 @@
 #include "PrivateSlapd.h"
 
-#include <utility>
+#include <cstdlib>
 
 namespace KVR::Support
 {
@@ -23,6 +23,12 @@ PrivateSlapd::PrivateSlapd(const std::vector<std::string>& options)
     const std::size_t separator = script_.answer().find(' ');
     uri_ = script_.answer().substr(0, separator);
     ldapsUri_ = script_.answer().substr(separator + 1);
+}
+
+bool PrivateSlapd::isVersion24()
+{
+    const char* folder = std::getenv("KVR_TEST_OPENLDAP"); // NOLINT(concurrency-mt-unsafe): read only
+    return folder != nullptr && *folder != '\0';
 }
 
 std::string PrivateSlapd::hostAndPort() const

@@ -26,6 +26,9 @@ public:
     /** Empty without the option --tls. */
     const std::string& ldapsUri() const { return ldapsUri_; }
 
+    /** Whether the server is OpenLDAP 2.4, which answers some requests in another way. */
+    static bool isVersion24();
+
     /** The URI without the scheme. */
     std::string hostAndPort() const;
 
