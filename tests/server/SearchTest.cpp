@@ -170,6 +170,17 @@ TEST_F(SearchTest, TheConfigurationTreeHoldsTheMainDatabase)
     EXPECT_EQ(entity->ValByAttr("olcSuffix", false), "dc=example,dc=com");
 }
 
+TEST_F(SearchTest, TheMainDatabaseIsOfTheClassThatTheServerStoresItIn)
+{
+    const bool trueHdb = server.isVersion24() && mainDatabaseDn == "olcDatabase={1}hdb,cn=config";
+    const auto entity = read(mainDatabaseDn);
+    std::list<std::string> classes;
+
+    entity->ValsByAttr("objectClass", classes, false);
+
+    EXPECT_THAT(classes, ElementsAre("olcDatabaseConfig", trueHdb ? "olcHdbConfig" : "olcMdbConfig"));
+}
+
 TEST_F(SearchTest, WithoutASessionSearchFails)
 {
     connection.Disconnect();
