@@ -2,10 +2,9 @@
 
 #include "Failure.h"
 #include "Ldif.h"
+#include "LdifReader.h"
 
 #include <kvr/KVRUtils.h>
-
-#include <strings.h>
 
 namespace KVR::Cli
 {
@@ -117,7 +116,7 @@ std::pair<std::string, std::string> AssignmentArgument(const Charset& charset, c
 
 bool IsSameAttribute(const std::string& one, const std::string& other)
 {
-    return strcasecmp(one.c_str(), other.c_str()) == 0; // names are ASCII
+    return Ldif::FoldedName(one) == Ldif::FoldedName(other);
 }
 
 } // namespace KVR::Cli

@@ -46,7 +46,7 @@ std::pair<std::string, std::string> AssignmentArgument(const Charset& charset, c
                                                        const std::string& argument);
 /** @} */
 
-/** True when both name one attribute: servers take no notice of case. */
+/** True when both name one attribute: servers take no notice of case, nor of the order of options. */
 bool IsSameAttribute(const std::string& one, const std::string& other);
 
 } // namespace KVR::Cli

@@ -17,16 +17,6 @@ std::pair<CLI::App*, std::string> placeOf(CLI::App& app, const std::string& name
                : placeOf(*app.get_subcommand(name.substr(0, blank)), name.substr(blank + 1));
 }
 
-/** As they are: conversions to a list take "{}" and empty texts for signs. */
-CLI::callback_t storeIn(std::vector<std::string>& values)
-{
-    return [&values](const CLI::results_t& results)
-    {
-        values = results;
-        return true;
-    };
-}
-
 } // namespace
 
 void CommandTable::AddGroup(const std::string& name, const std::string& description)
@@ -49,19 +39,10 @@ CLI::App& CommandTable::Add(const CommandText& text, LdifForm ldif, const Action
     return *command;
 }
 
-CLI::Option& AddArgumentList(CLI::App& command, const std::string& name, std::vector<std::string>& values,
-                             const std::string& help)
-{
-    return *command.add_option(name, storeIn(values), help)
-                ->type_name("")
-                ->expected(CLI::detail::expected_max_vector_size)
-                ->take_all();
-}
-
 CLI::Option& AddRepeated(CLI::App& command, const std::string& name, std::vector<std::string>& values,
                          const std::string& form, const std::string& help)
 {
-    return *command.add_option(name, storeIn(values), help)
+    return *command.add_option(name, values, help)
                 ->type_name(form)
                 ->expected(1)
                 ->take_all()

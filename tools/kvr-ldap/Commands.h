@@ -86,16 +86,12 @@ private:
     Chosen chosen_;
 };
 
-/** Adds a positional argument. */
+/** Adds a positional argument; one with a list of values may be repeated. */
 template <typename Value>
 CLI::Option& AddArgument(CLI::App& command, const std::string& name, Value& value, const std::string& help)
 {
     return *command.add_option(name, value, help)->type_name("");
 }
-
-/** Adds a positional argument that may be repeated. */
-CLI::Option& AddArgumentList(CLI::App& command, const std::string& name, std::vector<std::string>& values,
-                             const std::string& help);
 
 /** Adds an option with a value that may be repeated. */
 CLI::Option& AddRepeated(CLI::App& command, const std::string& name, std::vector<std::string>& values,
@@ -107,12 +103,17 @@ CLI::Option& AddChoice(CLI::App& command, const std::string& name, std::string& 
 
 /** @name Groups of commands
  * @{ */
+void AddAccessCommands(CommandTable& table);
 void AddAttributeCommands(CommandTable& table);
 void AddDeleteCommand(CommandTable& table);
 void AddEntryCommands(CommandTable& table);
+void AddLimitCommands(CommandTable& table);
 void AddLoadCommand(CommandTable& table);
 void AddModuleCommands(CommandTable& table);
+void AddOverviewCommands(CommandTable& table);
+void AddSchemaCommands(CommandTable& table);
 void AddSearchCommands(CommandTable& table);
+void AddSettingCommands(CommandTable& table);
 void AddUnitCommand(CommandTable& table);
 /** @} */
 

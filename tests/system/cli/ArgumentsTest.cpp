@@ -109,9 +109,10 @@ TEST(AssignmentArgument, IsConvertedOnce)
     EXPECT_EQ(value, "\xc3\xbc");
 }
 
-TEST(IsSameAttribute, TakesNoNoticeOfCase)
+TEST(IsSameAttribute, TakesNoNoticeOfCaseAndOrderOfOptions)
 {
     EXPECT_TRUE(IsSameAttribute("objectClass", "OBJECTCLASS"));
+    EXPECT_TRUE(IsSameAttribute("cn;lang-de;x-a", "CN;x-a;LANG-de"));
     EXPECT_FALSE(IsSameAttribute("cn", "cn;lang-de"));
 }
 

@@ -197,7 +197,9 @@ TEST_F(CliAttribute, AFileThatCantBeWrittenEndsWith6AndLeavesNothing)
     EXPECT_EQ(nowhere.status, 6);
     EXPECT_EQ(nowhere.err, "kvr-ldap: file '" + file("no folder/file") + "': No such file or directory\n");
     EXPECT_EQ(nowhere.out, "");
-    EXPECT_EQ(run({"attr", "get-binary", person, "uid", "--out", ""}).status, 6);
+    const Outcome nameless = shell("cd " + folder.string() + "; \"$KVR_LDAP\" --uri " + server->uri() +
+                                   " attr get-binary " + person + " uid --out ''");
+    EXPECT_EQ(nameless.status, 6);
     EXPECT_EQ(run({"attr", "get-binary", person, "uid", "--out", folder}).status, 6);
     EXPECT_EQ(files(), 0);
 }

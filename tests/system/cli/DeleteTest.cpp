@@ -132,7 +132,7 @@ TEST_F(CliDelete, AnEscapedCommaIsNoLevel)
 
 TEST_F(CliDelete, MoreChildrenThanTheSizeLimitAreCountedHonestly)
 {
-    const PrivateSlapd small({"--entries", "7", "--size-limit", "5"});
+    const PrivateSlapd small({"--entries", "12", "--size-limit", "5"});
     const std::string dn = "ou=people,dc=example,dc=com";
     const std::string remark =
         "kvr-ldap: delete: the server lists only 5 entries at a time: these go, and it "
@@ -153,6 +153,7 @@ TEST_F(CliDelete, MoreChildrenThanTheSizeLimitAreCountedHonestly)
                 HasSubstr("\nkvr-ldap: hint: the server's size limit hid the other entries; run the "
                           "command again for them\n"));
     EXPECT_EQ(first.json().at("deletedBelow"), 5);
+    EXPECT_EQ(runOn(small, {"delete", dn, "--yes"}).status, 1);
     EXPECT_EQ(runOn(small, {"delete", dn, "--yes"}).out, "deleted " + dn + " and 2 entries below it\n");
 }
 

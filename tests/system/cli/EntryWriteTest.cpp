@@ -122,6 +122,16 @@ TEST_F(CliEntry, EnsureOuTellsWhatItCreated)
     expectLine({"ensure-ou", "dc=example,dc=com"}, "unchanged dc=example,dc=com");
 }
 
+TEST_F(CliEntry, EnsureOuCreatesNothingWhereAUnitHasTheNameAsAnotherOne)
+{
+    ASSERT_EQ(
+        run({"add", "ou=first,dc=example,dc=com", "objectClass=organizationalUnit", "ou=first", "ou=second"})
+            .status,
+        0);
+    expectLine({"ensure-ou", "ou=second,dc=example,dc=com"}, "unchanged ou=second,dc=example,dc=com");
+    EXPECT_FALSE(exists("ou=second,dc=example,dc=com"));
+}
+
 TEST_F(CliEntry, EnsureOuKeepsEscapes)
 {
     const std::string dn = "ou=a\\, b\\;c\\\",dc=example,dc=com";

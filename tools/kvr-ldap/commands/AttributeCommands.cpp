@@ -169,7 +169,7 @@ void addChange(CommandTable& table, const CommandText& text, alOPERATION operati
     const auto action = [operation](Context& context, const AttributeArguments& given)
     { change(context, given, operation); };
     CLI::App& command = addCommand(table, text, arguments, action);
-    AddArgumentList(command, "VALUE", arguments->values, "its values, none of them empty").required();
+    AddArgument(command, "VALUE", arguments->values, "its values, none of them empty").required();
 }
 
 void addBinary(CommandTable& table)

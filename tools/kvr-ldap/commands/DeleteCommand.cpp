@@ -163,7 +163,7 @@ void removeEntry(Context& context, const DeleteArguments& arguments)
         {
             tellRemains(context, connection, dn, *below);
         }
-        throw failure;
+        throw Failure(failure);
     }
     TellChange(context.output,
                {"deleted", "dn", dn, "",

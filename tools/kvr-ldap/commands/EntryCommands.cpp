@@ -215,8 +215,8 @@ void addAdd(CommandTable& table)
                    "      'description=two words' description=another\n"},
                   LdifForm::None, [arguments](Context& context) { add(context, *arguments); });
     AddArgument(command, "DN", arguments->dn, "DN of the new entry").required();
-    AddArgumentList(command, "NAME=VALUE", arguments->attributes,
-                    "its attributes; one with several values comes several times")
+    AddArgument(command, "NAME=VALUE", arguments->attributes,
+                "its attributes; one with several values comes several times")
         .required();
 }
 

@@ -114,8 +114,8 @@ void addSearch(CommandTable& table)
                   LdifForm::Entries, [arguments](Context& context) { search(context, *arguments); });
     AddArgument(command, "BASE", arguments->base, "DN to start from; '' is the root entry").required();
     AddArgument(command, "FILTER", arguments->filter, std::string("filter, by default ") + everyEntry);
-    AddArgumentList(command, "ATTRIBUTE", arguments->attributes,
-                    "attributes to show, by default all but operational ones");
+    AddArgument(command, "ATTRIBUTE", arguments->attributes,
+                "attributes to show, by default all but operational ones");
     AddChoice(command, "--scope", arguments->scope, {"base", "one", "sub", "children"},
               "what to search: the entry BASE, the entries right below it, all of them (the default), "
               "or all but BASE");

@@ -153,7 +153,7 @@ void ensureUnits(Context& context, const std::string& argument)
         // Described now: what is looked up next replaces the session's result code.
         const Failure failure = DescribeException(context.command, &connection, context.withPlace);
         tellHalf(context, connection, missing);
-        throw failure;
+        throw Failure(failure);
     }
     const std::list<std::string> created = chosen(connection, missing, true);
     if (created.empty())
