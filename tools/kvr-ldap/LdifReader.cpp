@@ -87,7 +87,7 @@ std::string textOf(const Item& item)
 
 std::string dnOf(const Item& item)
 {
-    const std::string text = textOf(item);
+    std::string text = textOf(item);
     if (text.find('\0') != std::string::npos || !IsUtf8(text))
     {
         throw FormatError(item.line, "the value of '" + item.name + "' is no UTF-8 text");

@@ -64,6 +64,7 @@ TEST(LdifPlanAdd, ObjectsToAZeroByte)
 {
     const PlannedChange change = planOf("dn: cn=a\ncn: a\njpegPhoto:: AAE=\n");
     EXPECT_EQ(objectionTo(change), "3: the value of 'jpegPhoto' has a zero byte, which no text can have");
+    ASSERT_TRUE(change.objection);
     EXPECT_EQ(change.objection->advice, "attr set-binary writes such a value");
 }
 
@@ -93,6 +94,7 @@ TEST(LdifPlanModify, ObjectsToAnotherOrder)
 {
     const PlannedChange change = modifyOf("replace: sn\nsn: a\n-\nreplace: cn\ncn: a\n-\n");
     EXPECT_EQ(objectionTo(change), "6: 'replace: cn' would be sent before 'replace: sn'");
+    ASSERT_TRUE(change.objection);
     EXPECT_EQ(change.objection->advice, "make it a record of its own");
     EXPECT_EQ(objectionTo(modifyOf("add: mail\nmail: a\n-\ndelete: mail\n-\n")),
               "6: 'delete: mail' would be sent before 'add: mail'");
@@ -129,6 +131,7 @@ TEST(LdifPlanModify, ObjectsToAReplaceWithoutValues)
 {
     const PlannedChange change = modifyOf("replace: mail\n-\n");
     EXPECT_EQ(objectionTo(change), "3: 'replace: mail' has no values");
+    ASSERT_TRUE(change.objection);
     EXPECT_EQ(change.objection->advice, "'delete: mail' removes an attribute that is there");
 }
 

@@ -226,6 +226,11 @@ struct Malformed
     const char* name;
     std::string text;
     std::string error;
+
+    friend std::ostream& operator<<(std::ostream& stream, const Malformed& each)
+    {
+        return stream << each.name;
+    }
 };
 
 class LdifMalformed : public testing::TestWithParam<Malformed>
@@ -512,6 +517,7 @@ delete: description
     EXPECT_EQ(records[0].attributes.size(), 7U);
     EXPECT_EQ(records[1].type, ChangeType::Delete);
     EXPECT_EQ(records[2].newRdn, "cn=Paula Jensen");
+    ASSERT_TRUE(records[3].objection);
     EXPECT_EQ(records[3].objection->line, 28U);
     ASSERT_EQ(records[4].modifications.size(), 4U);
     EXPECT_EQ(records[4].modifications[2].values[1].value, "+1 408 555 5678");
@@ -530,6 +536,7 @@ control: 1.2.840.113556.1.4.805 true
 changetype: delete
 )");
     EXPECT_EQ(record.type, ChangeType::Delete);
+    ASSERT_TRUE(record.objection);
     EXPECT_EQ(record.objection->line, 7U);
 }
 

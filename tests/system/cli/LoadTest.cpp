@@ -189,6 +189,12 @@ TEST_F(CliLoad, WhatCantBeExpressedSendsNothing)
     EXPECT_EQ(server.connections(), 0);
 }
 
+TEST_F(CliLoad, NobodyIsAskedAboutDeletionsOfAFileThatCantBeExpressed)
+{
+    EXPECT_EQ(load({deleteA, replaceEmpty}).out, counts(0, 0, 0, 0, 1, 1));
+    EXPECT_EQ(server.connections(), 0);
+}
+
 TEST_F(CliLoad, OtherRecordsAreAppliedOnDemandWhenOneCantBeExpressed)
 {
     const Outcome outcome = load({addA, replaceEmpty, addB}, {"--continue-on-error"});

@@ -209,7 +209,7 @@ private:
             const Failure failure = Describe(change);
             if (!isAnswer(failure.exitCode))
             {
-                throw failure;
+                throw Failure(failure);
             }
             change.objection = Ldif::Objection{change.line, failure.what(), failure.advice};
             Refuse(change, failure);
@@ -240,7 +240,7 @@ private:
                     progress_.Clear();
                     Remember(change, failure);
                     TellSummary();
-                    throw failure;
+                    throw Failure(failure);
                 }
                 Refuse(change, failure);
             }
