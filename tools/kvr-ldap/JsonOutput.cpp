@@ -13,6 +13,7 @@ constexpr int schemaVersion = 1;
 struct ToDocument
 {
     Document operator()(const std::string& text) const { return JsonValue(text); }
+    Document operator()(bool truth) const { return truth; }
     Document operator()(std::uint64_t number) const { return number; }
     Document operator()(const std::list<std::string>& texts) const
     {

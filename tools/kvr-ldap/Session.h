@@ -42,6 +42,9 @@ public:
     const KVRModuleInfo& ModuleInfo() const { return module_->Info(); }
     IKVRLdapWrapper& Wrapper() { return *wrapper_; }
 
+    /** A host parameter, or "". */
+    std::string HostParameter(const std::string& name) { return core_->GetParameter(name); }
+
     /** URIs that a connection is made to, separated by blanks. */
     std::string Uris();
 

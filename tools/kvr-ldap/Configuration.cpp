@@ -1,0 +1,118 @@
+#include "Configuration.h"
+
+#include <IKVRLdapConnection.h>
+#include <IKVRLdapEntity.h>
+#include <IKVRLdapQuery.h>
+#include <kvr/CKVRLogProvider.h>
+#include <kvr/KVRUtils.h>
+
+#include <algorithm>
+
+namespace KVR::Cli
+{
+
+namespace
+{
+
+constexpr const char* limitsAttribute = "olcLimits";
+
+std::string comparable(const std::string& text)
+{
+    std::string result;
+    for (const char character : text)
+    {
+        if (character != ' ' && character != '\t')
+        {
+            const bool isUpper = character >= 'A' && character <= 'Z';
+            result += isUpper ? static_cast<char>(character - 'A' + 'a') : character;
+        }
+    }
+    return result;
+}
+
+/** Where the first word ends, as the server cuts its lines into words. @param closed receives whether
+ * its quotation marks are closed */
+std::size_t endOfWord(const std::string& text, bool& closed)
+{
+    bool quoted = false;
+    std::size_t end = 0;
+    while (end < text.size() && (quoted || (text[end] != ' ' && text[end] != '\t')))
+    {
+        quoted = quoted != (text[end] == '"');
+        end += text[end] == '\\' && end + 1 < text.size() ? 2U : 1U;
+    }
+    closed = !quoted;
+    return end;
+}
+
+} // namespace
+
+const std::string mainDatabaseName = KVR_MAIN_DATABASE;
+const std::string mainDatabaseDn = "olcDatabase=" KVR_MAIN_DATABASE ",cn=config";
+
+SilentLog::SilentLog() : level_(CKVRLogProvider::GetLogProvider().level)
+{
+    if (level_ == kvrLOG_FAILURE)
+    {
+        CKVRLogProvider::GetLogProvider().level = kvrLOG_FAILURE - 1;
+    }
+}
+
+SilentLog::~SilentLog()
+{
+    CKVRLogProvider::GetLogProvider().level = level_;
+}
+
+bool IsAlike(const std::string& one, const std::string& other)
+{
+    return comparable(one) == comparable(other);
+}
+
+std::optional<std::string> AlikeOf(const std::list<std::string>& values, const std::string& text)
+{
+    const auto found =
+        std::find_if(values.begin(), values.end(),
+                     [&text](const std::string& value) { return value != text && IsAlike(value, text); });
+    return found == values.end() ? std::nullopt : std::optional(*found);
+}
+
+StoredLimit ParseLimit(const std::string& value)
+{
+    StoredLimit limit{value, value, std::nullopt};
+    const std::size_t brace = value.find('}');
+    if (brace != std::string::npos)
+    {
+        limit.requester = value.substr(brace + 1);
+        const std::size_t blank = limit.requester.find(' ');
+        if (blank != std::string::npos)
+        {
+            limit.key = Trim(limit.requester.substr(0, blank));
+        }
+    }
+    bool closed = false;
+    limit.requester.resize(endOfWord(limit.requester, closed));
+    return limit;
+}
+
+std::vector<StoredLimit> StoredLimits(IKVRLdapConnection& connection)
+{
+    std::list<std::string> names{limitsAttribute};
+    const auto query = connection.Search(mainDatabaseDn, "(objectClass=*)", names, alSCOPE_BASE);
+    std::shared_ptr<IKVRLdapEntity> entity;
+    std::list<std::string> values;
+    if (query && query->Fetch(entity))
+    {
+        entity->ValsByAttr(limitsAttribute, values, true);
+    }
+    std::vector<StoredLimit> limits;
+    std::transform(values.begin(), values.end(), std::back_inserter(limits), ParseLimit);
+    return limits;
+}
+
+bool IsRequester(const std::string& text)
+{
+    bool closed = false;
+    return !text.empty() && endOfWord(text, closed) == text.size() && closed;
+}
+
+} // namespace KVR::Cli

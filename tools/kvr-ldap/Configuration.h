@@ -1,0 +1,62 @@
+#pragma once
+
+#include <list>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace KVR
+{
+class IKVRLdapConnection;
+}
+
+/** What the commands know of the server's configuration beyond what the plug-in's operations tell. */
+namespace KVR::Cli
+{
+
+/** Name of the server's main database, such as "{1}hdb". */
+extern const std::string mainDatabaseName;
+
+/** DN of its entry in the configuration tree. */
+extern const std::string mainDatabaseDn;
+
+/**
+ * Keeps the log silent as long as it lives, unless the user asked for more of it: a part of the
+ * configuration without values is no failure.
+ */
+class SilentLog
+{
+public:
+    SilentLog();
+    ~SilentLog();
+
+    SilentLog(const SilentLog&) = delete;
+    SilentLog& operator=(const SilentLog&) = delete;
+
+private:
+    const int level_;
+};
+
+/** True when the texts differ at most in letter case and blanks, which the server passes over. */
+bool IsAlike(const std::string& one, const std::string& other);
+
+/** The first of the values that is alike but not the same. */
+std::optional<std::string> AlikeOf(const std::list<std::string>& values, const std::string& text);
+
+/** A value of "olcLimits" (slapd.conf(5), section "limits"). */
+struct StoredLimit
+{
+    std::string value;              /**< with its ordering prefix */
+    std::string requester;          /**< as the server reads it: blanks may stand in quotation marks */
+    std::optional<std::string> key; /**< under which the plug-in knows it: the requester up to a blank */
+};
+
+StoredLimit ParseLimit(const std::string& value);
+
+/** All limits of the main database in their order; none when the user can't see it. */
+std::vector<StoredLimit> StoredLimits(IKVRLdapConnection& connection);
+
+/** True when the text is one requester: it has no blank outside of quotation marks, which are closed. */
+bool IsRequester(const std::string& text);
+
+} // namespace KVR::Cli
