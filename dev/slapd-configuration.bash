@@ -136,12 +136,16 @@ olcSizeLimit: ${size_limit:?}
 olcDbIndex: objectClass eq
 olcDbIndex: uid eq
 $(numbered_values olcAccess ${access_rules[@]+"${access_rules[@]}"} "$(access_rule data)")
+LDIF
+    if [ "${unique:?}" = yes ]; then
+        cat <<LDIF
 
 dn: olcOverlay={0}unique,olcDatabase={1}$database,cn=config
 objectClass: olcOverlayConfig
 objectClass: olcUniqueConfig
 olcOverlay: {0}unique
 LDIF
+    fi
     if [ ${#retcode_items[@]} -gt 0 ]; then
         cat <<LDIF
 

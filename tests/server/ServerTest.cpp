@@ -19,8 +19,7 @@ namespace
 
 std::vector<std::string> serverOptions(const std::vector<std::string>& more)
 {
-    const std::string type = std::string(KVR_MAIN_DATABASE).substr(std::string("{1}").size());
-    std::vector<std::string> options{"--database", type, "--entries", "0", "--data", KVR_ENTRIES};
+    std::vector<std::string> options{"--entries", "0", "--data", KVR_ENTRIES};
     options.insert(options.end(), more.begin(), more.end());
     return options;
 }

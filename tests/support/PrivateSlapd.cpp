@@ -10,7 +10,8 @@ namespace
 
 std::vector<std::string> scriptWords(const std::vector<std::string>& options)
 {
-    std::vector<std::string> words{KVR_PRIVATE_SLAPD, "run", "--backend", KVR_BACK_HDB};
+    std::vector<std::string> words{KVR_PRIVATE_SLAPD, "run",        "--backend",
+                                   KVR_BACK_HDB,      "--database", KVR_DATABASE_TYPE};
     words.insert(words.end(), options.begin(), options.end());
     return words;
 }
