@@ -26,13 +26,6 @@ check_loopback()
     ! grep -Evq '^(127\.|::1$)' <<<"$resolved" || fail "'$1' is not a loopback address"
 }
 
-# A free port, most likely: ports below the range that the kernel gives to clients collide with other
-# servers only. Whoever uses it tries another one when it is taken.
-likely_port()
-{
-    echo $((20000 + RANDOM % 12000))
-}
-
 answers()
 {
     (exec 3<>"/dev/tcp/$1/$2") 2>/dev/null
@@ -48,6 +41,40 @@ wait_for()
         sleep 0.02
     done
     return 1
+}
+
+# on_free_port LOG COMMAND...: COMMAND with a port of "address" behind it starts a process in the
+# background and sets "pid"; "is_up PORT" tells when that serves. Without a given "port" a likely one is
+# taken: ports below the range that the kernel gives to clients collide with other servers only. Where
+# somebody answers, or LOG tells that the port is taken, another one is tried. Asking first is for servers
+# that would share a port.
+on_free_port()
+{
+    local log=$1 try
+    shift
+    for _ in {1..20}; do
+        try=${port:-$((20000 + RANDOM % 12000))}
+        if answers "${address:?}" "$try"; then
+            [ -n "${port:-}" ] || continue
+            echo "Address already in use: $address:$try" >"$log"
+            return 1
+        fi
+        "$@" "$try"
+        if wait_for 120 is_up_or_ended "$try" && kill -0 "${pid:?}" 2>/dev/null; then
+            return 0
+        fi
+        kill -KILL "$pid" 2>/dev/null || true
+        wait "$pid" 2>/dev/null || true
+        if [ -n "${port:-}" ] || ! grep -q 'Address already in use' "$log"; then
+            return 1
+        fi
+    done
+    return 1
+}
+
+is_up_or_ended()
+{
+    ! kill -0 "$pid" 2>/dev/null || is_up "$1"
 }
 
 # A pid may have been given to another process since: an argument of its command line tells whose it is.
