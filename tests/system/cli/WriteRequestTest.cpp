@@ -228,6 +228,21 @@ TEST_F(CliWriteRequest, DeleteThatFailsTellsHowFarItCame)
     EXPECT_EQ(outcome.json().at("error").at("resultCode"), 53);
 }
 
+TEST_F(CliWriteRequest, DeleteThatFailsLooksForEachEntryWhenTheServerCutsItsList)
+{
+    const Answer two = Answer().entry("cn=b,cn=a,dc=x").entry("cn=c,cn=a,dc=x").result(4);
+    server.onSearch(two);
+    server.onSearch(two);
+    server.onSearch(Answer().entry("cn=z,cn=a,dc=x").result(4));
+    server.onSearch(Answer().result(32));
+    server.onSearch(Answer().entry("cn=c,cn=a,dc=x"));
+    server.handle(Operation::Delete, LdapResponder::byDn({{"cn=c,cn=a,dc=x", Answer().result(53)}}));
+    const Outcome outcome = run({"delete", dn, "--yes", "--output", "json"});
+    EXPECT_THAT(outcome.err, HasSubstr("delete: 1 of at least 2 entries below 'cn=a,dc=x' were deleted\n"));
+    EXPECT_EQ(outcome.json().at("deletedBelow"), 1);
+    EXPECT_EQ(outcome.json().at("error").at("resultCode"), 53);
+}
+
 TEST_F(CliWriteRequest, DeleteThatLosesTheServerSaysThatItCantCount)
 {
     const Answer two = Answer().entry("cn=b,cn=a,dc=x").entry("cn=c,cn=a,dc=x");
