@@ -14,7 +14,8 @@ using ::testing::Pair;
 
 constexpr char rule[] = "to attrs=userPassword by self write";
 constexpr char ruleSearch[] =
-    "Search cn=config scope 2 (&(objectClass=olcDatabaseConfig)(olcDatabase={1}hdb)) for olcAccess";
+    "Search cn=config scope 2 (&(objectClass=olcDatabaseConfig)(olcDatabase=" KVR_MAIN_DATABASE
+    ")) for olcAccess";
 
 Caught invalidIndex(const std::string& index)
 {
@@ -23,12 +24,12 @@ Caught invalidIndex(const std::string& index)
 
 std::string addition(const std::string& value)
 {
-    return "modify olcDatabase={1}hdb,cn=config 0 olcAccess '" + value + "'";
+    return "modify olcDatabase=" KVR_MAIN_DATABASE ",cn=config 0 olcAccess '" + value + "'";
 }
 
 std::string deletion(const std::string& value)
 {
-    return "modify olcDatabase={1}hdb,cn=config 1 olcAccess '" + value + "'";
+    return "modify olcDatabase=" KVR_MAIN_DATABASE ",cn=config 1 olcAccess '" + value + "'";
 }
 
 class AccessRuleListTest : public ConfigTest
@@ -266,10 +267,10 @@ TEST_F(AccessRuleChangeTest, OnlyTheOverridingSetAttrValueIsCalledWithTheModesTo
     overriding.AddDBAccessRule(-1, "");
     overriding.DeleteDBAccessRule(3);
     EXPECT_THAT(overriding.calls,
-                ElementsAre("SetAttrValue olcDatabase={1}hdb,cn=config olcAccess 'x' 43",
-                            "SetAttrValue olcDatabase={1}hdb,cn=config olcAccess '{3} x' 43",
-                            "SetAttrValue olcDatabase={1}hdb,cn=config olcAccess '' 43",
-                            "SetAttrValue olcDatabase={1}hdb,cn=config olcAccess '{3}' 33"));
+                ElementsAre("SetAttrValue olcDatabase=" KVR_MAIN_DATABASE ",cn=config olcAccess 'x' 43",
+                            "SetAttrValue olcDatabase=" KVR_MAIN_DATABASE ",cn=config olcAccess '{3} x' 43",
+                            "SetAttrValue olcDatabase=" KVR_MAIN_DATABASE ",cn=config olcAccess '' 43",
+                            "SetAttrValue olcDatabase=" KVR_MAIN_DATABASE ",cn=config olcAccess '{3}' 33"));
     EXPECT_THAT(responder.requests(), IsEmpty());
 }
 

@@ -13,7 +13,7 @@ using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
 using ::testing::ValuesIn;
 
-constexpr char uniqueDn[] = "olcOverlay={2}unique,olcDatabase={1}hdb,cn=config";
+constexpr char uniqueDn[] = "olcOverlay={2}unique,olcDatabase=" KVR_MAIN_DATABASE ",cn=config";
 
 struct ChangeCase
 {
@@ -31,8 +31,9 @@ struct ChangeCase
     bool enumeratesLimits = false;
 };
 
-const std::vector<std::string> uniqueSearch{
-    "Search olcDatabase={1}hdb,cn=config scope 1 objectClass=olcUniqueConfig for dn", "First", "Fetch"};
+const std::vector<std::string> uniqueSearch{"Search olcDatabase=" KVR_MAIN_DATABASE
+                                            ",cn=config scope 1 objectClass=olcUniqueConfig for dn",
+                                            "First", "Fetch"};
 
 const ChangeCase changes[] = {
     {"AddDBIndex",

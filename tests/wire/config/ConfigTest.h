@@ -12,7 +12,7 @@ namespace KVR
 using Texts = std::list<std::string>;
 using TextMap = std::map<std::string, std::string>;
 
-inline constexpr char mainDatabase[] = "olcDatabase={1}hdb,cn=config";
+inline constexpr char mainDatabase[] = "olcDatabase=" KVR_MAIN_DATABASE ",cn=config";
 inline constexpr char setAttrValuePlace[] = "KVRLdapConnectionAttribute.cpp:LINE(SetAttrValue)";
 
 inline Caught emptyArgument(const std::string& operation)

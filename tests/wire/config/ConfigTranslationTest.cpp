@@ -113,7 +113,8 @@ TEST_F(ConfigTranslation, OfAMissingOverlayIsTheModules)
 TEST_F(ConfigTranslation, OfARefusedChangeIsTheModules)
 {
     responder.onModify(Answer().result(16));
-    EXPECT_EQ("[w]OpenLDAP error [w]on modifying attribute 'olcAccess' of dn 'olcDatabase={1}hdb,cn=config' "
+    EXPECT_EQ("[w]OpenLDAP error [w]on modifying attribute 'olcAccess' of dn 'olcDatabase=" KVR_MAIN_DATABASE
+              ",cn=config' "
               "to value '{1}' - No such attribute in KVRLdapConnectionAttribute.cpp:LINE(SetAttrValue)",
               message([&] { connection.DeleteDBAccessRule(1); }));
 }

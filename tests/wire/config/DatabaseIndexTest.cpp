@@ -10,7 +10,7 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::Pair;
 
-constexpr char indexSearch[] = "search cn=config scope 2 (olcDatabase={1}hdb) for olcDbIndex";
+constexpr char indexSearch[] = "search cn=config scope 2 (olcDatabase=" KVR_MAIN_DATABASE ") for olcDbIndex";
 constexpr char noIndex[] = "LDAP attribute 'olcDbIndex' not found";
 
 class IndexListTest : public ConfigTest
@@ -65,8 +65,9 @@ TEST_F(IndexListTest, TheEntityIsReadAloudAfterOneFetchWithoutACount)
         {{"cn=a", {{"olcDbIndex", "\xc3\xa4"}, {"olcDbIndex", "a"}}}, {"cn=b", {{"olcDbIndex", "c"}}}}, 2});
     overriding.EnumerateIndexes(indexes);
     EXPECT_THAT(indexes, ElementsAre("\xc3\xa4", "a"));
-    EXPECT_THAT(overriding.calls, ElementsAre("Search cn=config scope 2 olcDatabase={1}hdb for olcDbIndex",
-                                              "First", "Fetch", "ValsByAttr olcDbIndex"));
+    EXPECT_THAT(overriding.calls,
+                ElementsAre("Search cn=config scope 2 olcDatabase=" KVR_MAIN_DATABASE " for olcDbIndex",
+                            "First", "Fetch", "ValsByAttr olcDbIndex"));
 }
 
 TEST_F(IndexListTest, WhatFetchDoesNotTellIsNotListed)
@@ -88,7 +89,8 @@ protected:
 
     std::string change(int code, const std::string& value) const
     {
-        return "modify olcDatabase={1}hdb,cn=config " + std::to_string(code) + " olcDbIndex '" + value + "'";
+        return "modify olcDatabase=" KVR_MAIN_DATABASE ",cn=config " + std::to_string(code) +
+               " olcDbIndex '" + value + "'";
     }
 };
 

@@ -10,7 +10,7 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::Pair;
 
-constexpr char limitSearch[] = "search cn=config scope 2 (olcDatabase={1}hdb) for olcLimits";
+constexpr char limitSearch[] = "search cn=config scope 2 (olcDatabase=" KVR_MAIN_DATABASE ") for olcLimits";
 
 class LimitListTest : public ConfigTest
 {
@@ -109,8 +109,9 @@ TEST_F(LimitListTest, TheEntityIsReadQuietlyAfterOneFetchWithoutACount)
         MadeResult{{{"cn=a", {{"olcLimits", "{0}\xc3\xa4 x"}}}, {"cn=b", {{"olcLimits", "{0}b x"}}}}, 2});
     overriding.EnumerateDBLimits(limits);
     EXPECT_THAT(limits, ElementsAre(Pair("\xc3\xa4", "{0}\xc3\xa4 x")));
-    EXPECT_THAT(overriding.calls, ElementsAre("Search cn=config scope 2 olcDatabase={1}hdb for olcLimits",
-                                              "First", "Fetch", "ValsByAttr olcLimits quiet"));
+    EXPECT_THAT(overriding.calls,
+                ElementsAre("Search cn=config scope 2 olcDatabase=" KVR_MAIN_DATABASE " for olcLimits",
+                            "First", "Fetch", "ValsByAttr olcLimits quiet"));
 }
 
 TEST_F(LimitListTest, WhatFetchDoesNotTellIsNotListed)
@@ -147,7 +148,8 @@ protected:
 
     static std::string change(int code, const std::string& value)
     {
-        return "modify olcDatabase={1}hdb,cn=config " + std::to_string(code) + " olcLimits '" + value + "'";
+        return "modify olcDatabase=" KVR_MAIN_DATABASE ",cn=config " + std::to_string(code) + " olcLimits '" +
+               value + "'";
     }
 
 private:

@@ -63,8 +63,8 @@ TEST_F(AddSyncReplTest, BothAgreementsAreAddedToTheLetterAndMirrorModeWithTheSec
 {
     EXPECT_THAT(
         sentFor("002", "srv2.example.com"),
-        ElementsAre("search cn=config scope 2 (olcDatabase={1}hdb) for olcSyncrepl",
-                    "modify olcDatabase={1}hdb,cn=config 0 olcSyncrepl 'rid=\"002\" "
+        ElementsAre("search cn=config scope 2 (olcDatabase=" KVR_MAIN_DATABASE ") for olcSyncrepl",
+                    "modify olcDatabase=" KVR_MAIN_DATABASE ",cn=config 0 olcSyncrepl 'rid=\"002\" "
                     "provider=\"ldap://srv2.example.com\" bindmethod=sasl saslmech=gssapi "
                     "authcid=\"kvrd/srv1.home.example\" searchbase=\"dc=home,dc=example\" "
                     "type=refreshAndPersist retry=\"60 +\"'",
@@ -375,10 +375,11 @@ TEST_F(AddSyncReplConversionTest, OnlyTheAgreementOfTheDirectChangeIsConvertedBy
     connectPartner("ISO-8859-1");
     partner.listed = Texts();
     partner.AddSyncRepl("002", "srv2");
-    EXPECT_THAT(partner.calls, ElementsAre("EnumerateSyncRepls",
-                                           "SetAttrValue olcDatabase={1}hdb,cn=config olcSyncrepl '" +
-                                               text("d\xe4mon", "dc=home,dc=example") + "' 43",
-                                           "LocalToUtf8 " + text("d\xe4mon", "cn=config")));
+    EXPECT_THAT(partner.calls,
+                ElementsAre("EnumerateSyncRepls",
+                            "SetAttrValue olcDatabase=" KVR_MAIN_DATABASE ",cn=config olcSyncrepl '" +
+                                text("d\xe4mon", "dc=home,dc=example") + "' 43",
+                            "LocalToUtf8 " + text("d\xe4mon", "cn=config")));
     EXPECT_THAT(sent(), ElementsAre(addedToConfig("utf-8 " + text("d\xe4mon", "cn=config"))));
 }
 
@@ -387,9 +388,9 @@ TEST_F(AddSyncReplTest, OverridingOperationsAreCalledInOrder)
     connectPartner();
     partner.listed = Texts{"other"};
     partner.AddSyncRepl("002", "srv2.example.com");
-    EXPECT_THAT(partner.calls,
-                ElementsAre("EnumerateSyncRepls",
-                            "SetAttrValue olcDatabase={1}hdb,cn=config olcSyncrepl '" + main + "' 43"));
+    EXPECT_THAT(partner.calls, ElementsAre("EnumerateSyncRepls", "SetAttrValue olcDatabase=" KVR_MAIN_DATABASE
+                                                                 ",cn=config olcSyncrepl '" +
+                                                                     main + "' 43"));
     EXPECT_THAT(sent(), ElementsAre(addedToConfig(config)));
 }
 

@@ -24,7 +24,8 @@ protected:
 TEST_F(EnumerateSyncReplsTest, OneSearchForTheMainDatabaseIsSent)
 {
     EXPECT_EQ(Caught(), enumerating());
-    EXPECT_THAT(sent(), ElementsAre("search cn=config scope 2 (olcDatabase={1}hdb) for olcSyncrepl"));
+    EXPECT_THAT(sent(),
+                ElementsAre("search cn=config scope 2 (olcDatabase=" KVR_MAIN_DATABASE ") for olcSyncrepl"));
     EXPECT_EQ(0, library.unfreedResults());
 }
 
@@ -62,13 +63,13 @@ TEST_F(EnumerateSyncReplsTest, OtherAttributesOfTheEntryAreNotListed)
 TEST_F(EnumerateSyncReplsTest, OnlyTheFirstEntryIsRead)
 {
     responder.onSearch(Answer()
-                           .entry("olcDatabase={1}hdb,cn=config", {{"olcSyncrepl", {"a"}}})
-                           .entry("olcDatabase={1}hdb,cn=other", {{"olcSyncrepl", {"b"}}}));
+                           .entry("olcDatabase=" KVR_MAIN_DATABASE ",cn=config", {{"olcSyncrepl", {"a"}}})
+                           .entry("olcDatabase=" KVR_MAIN_DATABASE ",cn=other", {{"olcSyncrepl", {"b"}}}));
     EXPECT_EQ(Caught(), enumerating());
     EXPECT_THAT(agreements, ElementsAre("a"));
     responder.onSearch(Answer()
-                           .entry("olcDatabase={1}hdb,cn=config")
-                           .entry("olcDatabase={1}hdb,cn=other", {{"olcSyncrepl", {"b"}}}));
+                           .entry("olcDatabase=" KVR_MAIN_DATABASE ",cn=config")
+                           .entry("olcDatabase=" KVR_MAIN_DATABASE ",cn=other", {{"olcSyncrepl", {"b"}}}));
     EXPECT_EQ(Caught(), enumerating());
     EXPECT_THAT(agreements, IsEmpty());
 }
@@ -121,8 +122,9 @@ TEST_F(EnumerateSyncReplsTest, OverridingSearchAndItsQueryAndEntityAreCalled)
         MadeResult{{{mainDatabase, {{"olcSyncrepl", "a"}}}, {"cn=other", {{"olcSyncrepl", "b"}}}}});
     partner.EnumerateSyncRepls(agreements);
     EXPECT_THAT(agreements, ElementsAre("a"));
-    EXPECT_THAT(called(), ElementsAre("Search cn=config scope 2 olcDatabase={1}hdb for olcSyncrepl", "First",
-                                      "Fetch", "ValsByAttr olcSyncrepl quiet"));
+    EXPECT_THAT(called(),
+                ElementsAre("Search cn=config scope 2 olcDatabase=" KVR_MAIN_DATABASE " for olcSyncrepl",
+                            "First", "Fetch", "ValsByAttr olcSyncrepl quiet"));
     EXPECT_THAT(responder.requests(), IsEmpty());
 }
 
@@ -167,10 +169,12 @@ TEST_F(DeleteSyncReplTest, BothAgreementsThenMirrorModeAreDeletedToTheLetter)
         "authcid=\"kvrd/srv1.home.example\" searchbase=\"cn=config\" type=refreshAndPersist retry=\"60 +\"";
     has({inMain});
     EXPECT_EQ(Caught(), deleting("002", "srv2.example.com"));
-    EXPECT_THAT(sent(), ElementsAre("search cn=config scope 2 (olcDatabase={1}hdb) for olcSyncrepl",
-                                    "modify olcDatabase={1}hdb,cn=config 1 olcSyncrepl '" + inMain + "'",
-                                    "modify olcDatabase={0}config,cn=config 1 olcSyncrepl '" + inConfig + "'",
-                                    "modify olcDatabase={0}config,cn=config 1 olcMirrorMode"));
+    EXPECT_THAT(
+        sent(),
+        ElementsAre("search cn=config scope 2 (olcDatabase=" KVR_MAIN_DATABASE ") for olcSyncrepl",
+                    "modify olcDatabase=" KVR_MAIN_DATABASE ",cn=config 1 olcSyncrepl '" + inMain + "'",
+                    "modify olcDatabase={0}config,cn=config 1 olcSyncrepl '" + inConfig + "'",
+                    "modify olcDatabase={0}config,cn=config 1 olcMirrorMode"));
 }
 
 TEST_F(DeleteSyncReplTest, MirrorModeIsDeletedWithoutAListOfValues)
@@ -337,7 +341,8 @@ TEST_F(DeleteSyncReplTest, OverridingOperationsAreCalledInOrder)
     partner.DeleteSyncRepl("002", "srv2.example.com");
     EXPECT_THAT(partner.calls,
                 ElementsAre("EnumerateSyncRepls",
-                            "SetAttrValue olcDatabase={1}hdb,cn=config olcSyncrepl '" + stored + "' 45",
+                            "SetAttrValue olcDatabase=" KVR_MAIN_DATABASE ",cn=config olcSyncrepl '" +
+                                stored + "' 45",
                             "SetAttrValue olcDatabase={0}config,cn=config olcSyncrepl '" + rebuilt + "' 45",
                             "DeleteAttr olcDatabase={0}config,cn=config olcMirrorMode"));
     EXPECT_THAT(responder.requests(), IsEmpty());

@@ -33,13 +33,16 @@ protected:
         responder.always(Operation::Search, database("olcSyncrepl", agreements));
     }
 
-    static std::string searched() { return "search cn=config scope 2 (olcDatabase={1}hdb) for olcSyncrepl"; }
+    static std::string searched()
+    {
+        return "search cn=config scope 2 (olcDatabase=" KVR_MAIN_DATABASE ") for olcSyncrepl";
+    }
 
     /** @name The changes as they are sent, with their modification codes: 0 adds, 1 deletes
      * @{ */
     static std::string addedToMain(const std::string& agreement)
     {
-        return "modify olcDatabase={1}hdb,cn=config 0 olcSyncrepl '" + agreement + "'";
+        return "modify olcDatabase=" KVR_MAIN_DATABASE ",cn=config 0 olcSyncrepl '" + agreement + "'";
     }
 
     static std::string addedToConfig(const std::string& agreement)
@@ -50,7 +53,7 @@ protected:
 
     static std::string deletedFromMain(const std::string& agreement)
     {
-        return "modify olcDatabase={1}hdb,cn=config 1 olcSyncrepl '" + agreement + "'";
+        return "modify olcDatabase=" KVR_MAIN_DATABASE ",cn=config 1 olcSyncrepl '" + agreement + "'";
     }
 
     static std::string deletedFromConfig(const std::string& agreement)
@@ -67,7 +70,8 @@ protected:
     /** What a refused search of the agreements throws. */
     static Caught refusedSearch(const std::string& libraryText, const std::string& details = "")
     {
-        return ldapErrorAt("OpenLDAP error on searching 'cn=config olcDatabase={1}hdb' - " + libraryText,
+        return ldapErrorAt("OpenLDAP error on searching 'cn=config olcDatabase=" KVR_MAIN_DATABASE "' - " +
+                               libraryText,
                            "KVRLdapConnection.cpp:LINE(Search)", details);
     }
 };

@@ -10,12 +10,12 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::Pair;
 
-constexpr char overlayDn[] = "olcOverlay={2}unique,olcDatabase={1}hdb,cn=config";
+constexpr char overlayDn[] = "olcOverlay={2}unique,olcDatabase=" KVR_MAIN_DATABASE ",cn=config";
 constexpr char uri[] = "ldap:///dc=x?uid?sub";
-constexpr char subtreeSearch[] =
-    "search olcDatabase={1}hdb,cn=config scope 2 (objectClass=olcUniqueConfig) for olcUniqueURI";
+constexpr char subtreeSearch[] = "search olcDatabase=" KVR_MAIN_DATABASE
+                                 ",cn=config scope 2 (objectClass=olcUniqueConfig) for olcUniqueURI";
 constexpr char entrySearch[] =
-    "search olcDatabase={1}hdb,cn=config scope 1 (objectClass=olcUniqueConfig) for dn";
+    "search olcDatabase=" KVR_MAIN_DATABASE ",cn=config scope 1 (objectClass=olcUniqueConfig) for dn";
 constexpr char noUri[] = "LDAP attribute 'olcUniqueURI' not found";
 
 Caught noOverlay(const std::string& operation)
@@ -75,7 +75,7 @@ TEST_F(UniquenessListTest, TheEntityIsReadAloudAfterOneFetchWithoutACount)
         2});
     overriding.EnumerateDBUniqueness(uris);
     EXPECT_THAT(uris, ElementsAre("\xc3\xa4", "a"));
-    EXPECT_THAT(overriding.calls, ElementsAre("Search olcDatabase={1}hdb,cn=config scope 2 "
+    EXPECT_THAT(overriding.calls, ElementsAre("Search olcDatabase=" KVR_MAIN_DATABASE ",cn=config scope 2 "
                                               "objectClass=olcUniqueConfig for olcUniqueURI",
                                               "First", "Fetch", "ValsByAttr olcUniqueURI"));
 }
@@ -161,9 +161,9 @@ TEST_F(UniquenessChangeTest, WithoutAnOverlayAddingFailsAndDeletingDoesNothing)
 
 TEST_F(UniquenessChangeTest, AnOverlayDeeperThanOneLevelIsListedButNotFoundForAChange)
 {
-    finds(overlay({"a"}, "olcOverlay={0}unique,cn=x,olcDatabase={1}hdb,cn=config"), Answer());
+    finds(overlay({"a"}, "olcOverlay={0}unique,cn=x,olcDatabase=" KVR_MAIN_DATABASE ",cn=config"), Answer());
     EXPECT_EQ(noOverlay("AddDBUniqueness"), adding(uri));
-    finds(overlay({uri}, "olcOverlay={0}unique,cn=x,olcDatabase={1}hdb,cn=config"), Answer());
+    finds(overlay({uri}, "olcOverlay={0}unique,cn=x,olcDatabase=" KVR_MAIN_DATABASE ",cn=config"), Answer());
     EXPECT_EQ(noOverlay("DeleteDBUniqueness"), deleting(uri));
     EXPECT_THAT(responder.requests(Operation::Modify), IsEmpty());
     EXPECT_EQ(0, library.unfreedResults());
@@ -180,7 +180,7 @@ TEST_F(UniquenessChangeTest, ADatabaseThatIsGoneAtTheSecondSearchIsAnOverlayNotF
 TEST_F(UniquenessChangeTest, ARefusedSecondSearchIsPassedOn)
 {
     finds(overlay({"a"}), Answer().result(1, "words"));
-    EXPECT_EQ(ldapErrorAt("OpenLDAP error on searching 'olcDatabase={1}hdb,cn=config "
+    EXPECT_EQ(ldapErrorAt("OpenLDAP error on searching 'olcDatabase=" KVR_MAIN_DATABASE ",cn=config "
                           "objectClass=olcUniqueConfig' - Operations error",
                           "KVRLdapConnection.cpp:LINE(Search)", "words"),
               adding(uri));
