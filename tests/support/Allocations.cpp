@@ -37,6 +37,8 @@ extern "C"
 }
 // NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 
+// All forms are replaced: a sanitizer's own ones don't call each other as the library's do.
+
 void* operator new(std::size_t size)
 {
     ++newCalls;
@@ -48,12 +50,27 @@ void* operator new(std::size_t size)
     return memory;
 }
 
+void* operator new[](std::size_t size)
+{
+    return operator new(size);
+}
+
 void operator delete(void* memory) noexcept
 {
     std::free(memory);
 }
 
 void operator delete(void* memory, std::size_t) noexcept
+{
+    std::free(memory);
+}
+
+void operator delete[](void* memory) noexcept
+{
+    std::free(memory);
+}
+
+void operator delete[](void* memory, std::size_t) noexcept
 {
     std::free(memory);
 }

@@ -110,7 +110,8 @@ TEST_F(Torture, OfAddingAnEntryWithAConversion)
     connectInLatin1();
     Attributes attributes{{"cn", longText}, {"cn", "b"}, {"sn", longText}};
     const auto add = [&] { connection.AddDN("cn=a,dc=x", attributes); };
-    EXPECT_GT(torture(By::OperatorNew, onBuilding("AddDN"), add), 7);
+    // Three arrays, two records and at least one allocation a text.
+    EXPECT_GE(torture(By::OperatorNew, onBuilding("AddDN"), add), 7);
 }
 
 TEST_F(Torture, OfChangingAnEntry)
@@ -125,7 +126,7 @@ TEST_F(Torture, OfChangingAnEntryWithAConversion)
     connectInLatin1();
     Attributes attributes{{"+cn", longText}, {"!sn", ""}, {"=mail", longText}};
     const auto update = [&] { connection.UpdateDN("cn=a,dc=x", attributes); };
-    EXPECT_GT(torture(By::OperatorNew, onBuilding("UpdateDN"), update), 8);
+    EXPECT_GE(torture(By::OperatorNew, onBuilding("UpdateDN"), update), 8);
 }
 
 TEST_F(Torture, OfAnInvalidModeWhoseOwnTextNeedsMemory)
