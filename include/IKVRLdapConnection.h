@@ -102,8 +102,8 @@ public:
 
     /**
      * Changes the server's attribute type "gecos" (RFC 2307) from IA5 to UTF-8 text, in the first schema
-     * whose name contains "nis". Without it nothing is sent; a type that was changed before is written
-     * again as it is. The old definition is deleted in one request and the new one added in another:
+     * whose name contains "nis". Without it nothing is changed; a type that was changed before is
+     * written again as it is. The old definition is deleted in one request and the new one added in another:
      * when the server refuses the second, the schema is left without the type.
      * @throws EKVRCheckError without a session; EKVRError when the user can't see the schemas;
      *         EKVRInternalError when several entries have that name; what SetAttrValue throws
@@ -235,14 +235,17 @@ public:
 
     /** @name Configuration of the server
      *
-     * The tree "cn=config" of an OpenLDAP server (slapd-config(5)). Values keep the ordering prefix
-     * "{N}" that the server puts in front.
+     * The tree "cn=config" of an OpenLDAP server (slapd-config(5)). Its main database is the entry
+     * "olcDatabase={1}hdb,cn=config", unless the module was built for another one with the option
+     * KVR_MAIN_DATABASE. Values keep the ordering prefix "{N}" that the server puts in front.
      *
-     * Enumerations throw EKVRCheckError without a session, and only then empty the caller's container
-     * and search; EKVRError when the user can't see the tree; what Search and Fetch throw. An entry that
-     * is not there leaves the container empty.
+     * Enumerations check the session first, with EKVRCheckError, and leave the caller's container alone
+     * then; after that it is emptied. They throw EKVRError when the entry to start from does not exist,
+     * which is what a user without rights sees, and what Search and Fetch throw. No other missing entry
+     * is an error, it leaves the container empty. An attribute that is absent, or of which one value is
+     * taken though it has several, is logged at level 0; limits are read quietly.
      *
-     * Each change sends one request at most and throws what SetAttrValue throws.
+     * Each change sends one modify request at most and throws what SetAttrValue throws.
      * @{ */
 
     /**
@@ -263,7 +266,7 @@ public:
     /**
      * Access rules of the main database ("olcAccess", slapd.access(5)) in their order.
      * @param rules receives them, converted from UTF-8 twice: a rule with other characters than ASCII
-     *        makes it fail in a locale that is not UTF-8
+     *        can make it fail in a locale that is not UTF-8
      * @throws EKVRInternalError when several databases have the main database's name
      */
     virtual void EnumerateDBAccessRules(std::list<std::string>& rules) = 0;
@@ -375,6 +378,8 @@ public:
     /**
      * Removes the agreement with this identifier and this provider from both databases and switches
      * mirror mode off, for whatever other agreements there are too. Does nothing when there is none.
+     * The configuration database's agreement is written anew to be deleted: when the daemon's user or this
+     * computer's name has changed since, the server refuses it, and mirror mode stays on.
      * @param identifier,provider as for AddSyncRepl
      * @throws what SetAttrValue and DeleteAttr throw; what was removed before stays removed
      */
@@ -386,14 +391,20 @@ public:
      * A provider makes the server answer for another domain by asking that domain's server: a database
      * below the frontend's chain overlay and one beside the main database, both of the type "ldap"
      * (slapd-ldap(5), slapo-chain(5)) and both with the domain's DN as suffix. Domains are DNS names.
-     * Operations throw EKVRCheckError without a session and EKVRError when the user can't see the
-     * configuration.
+     * The server logs in there as this computer's daemon, whom the host parameters "KVRD_USER" and
+     * "REALM" name. Operations throw EKVRCheckError without a session and EKVRError when the user can't
+     * see the configuration; except for EnumerateLdapProviders and AddLdapProvider, a server without the
+     * chain overlay looks the same.
      * @{ */
 
     /**
      * Providers with their suffixes.
-     * @param providers receives the suffix by the name of the chain overlay's database, such as
-     *        "{0}ldap"; empty without the overlay
+     *
+     * Where the overlay is missing a second search tells whether it is hidden, and GetLastError tells of
+     * that one.
+     * @param providers emptied once there is a session; receives the suffix by the name of the chain
+     *        overlay's database, such as "{0}ldap", of equal names the first; stays empty without the
+     *        overlay
      */
     virtual void EnumerateLdapProviders(std::map<std::string, std::string>& providers) = 0;
 
@@ -408,7 +419,7 @@ public:
                                  const std::string& reserved) = 0;
 
     /**
-     * The chain overlay's database of a domain with all its attributes.
+     * The chain overlay's database of a domain with all its user attributes.
      * @return the entry, owned by the caller
      * @throws EKVRError when there is none
      */
@@ -417,7 +428,8 @@ public:
     /**
      * Gives both databases another address, the chain overlay's first.
      * @param address as for AddLdapProvider
-     * @throws EKVRError when one of them does not exist, the first is changed then; what UpdateDN throws
+     * @throws EKVRError when one of them does not exist; without the second the first is changed then; what
+     *         UpdateDN throws
      */
     virtual void UpdateLdapProvider(const std::string& domain, std::string address) = 0;
 

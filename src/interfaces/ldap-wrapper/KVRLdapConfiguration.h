@@ -37,7 +37,7 @@ std::shared_ptr<IKVRLdapQuery> searchConfiguration(IKVRLdapConnection& connectio
 
 /**
  * Throws EKVRInternalError when the result has more than one entry.
- * @param file,function,line where a second entry isn't expected
+ * @param file,function,line the caller's place, which the message tells
  */
 void requireSingleEntry(IKVRLdapQuery& query, const char* file, const char* function, unsigned long line);
 

@@ -44,7 +44,8 @@ std::string databaseFilter(const std::string& suffix)
 /** DN of a database of the configuration; without a number in its name the server gives it one. */
 std::string databaseDn(const std::string& database, const char* parent)
 {
-    return std::string(databaseAttribute) + "=" + database + "," + parent;
+    CKVRFormatCall format(__FILE__, __func__, __LINE__);
+    return format(3, "%s=%s,%s", databaseAttribute, database.c_str(), parent);
 }
 
 /** How the server logs in to the other one: as this computer's daemon, see slapd-ldap(5). */

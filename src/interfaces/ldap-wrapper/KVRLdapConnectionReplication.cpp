@@ -6,9 +6,11 @@
 #include <IKVRLdapEntity.h>
 #include <IKVRLdapQuery.h>
 #include <kvr/CKVRFormatCall.h>
+#include <kvr/EKVRError.h>
 #include <kvr/IKVRCore.h>
 
 #include <algorithm>
+#include <list>
 
 namespace KVR
 {

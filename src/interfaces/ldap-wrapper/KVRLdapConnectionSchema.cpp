@@ -3,6 +3,7 @@
 
 #include <IKVRLdapEntity.h>
 #include <IKVRLdapQuery.h>
+#include <kvr/CKVRFormatCall.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -13,6 +14,7 @@ namespace KVR
 namespace
 {
 
+constexpr char schemaFilter[] = "objectClass=olcSchemaConfig";
 constexpr char definitionsAttribute[] = "olcAttributeTypes";
 
 /** The first definition of the attribute type "gecos" (RFC 2307) in a result, or "". */
@@ -77,7 +79,8 @@ void CKVRLdapConnection::EnumerateLdapSchemas(std::list<std::string>& schemas)
 bool CKVRLdapConnection::IsLdapSchemaRegistered(const std::string& name)
 {
     requireSession();
-    const std::string filter = "(&(objectClass=olcSchemaConfig)(cn={*}" + name + "))";
+    CKVRFormatCall format(__FILE__, "IsLdapSchemaRegistered", __LINE__);
+    const char* const filter = format(3, "(&(%s)(%s={*}%s))", schemaFilter, "cn", name.c_str());
     const auto query = searchConfiguration(*this, Configuration::schemas, filter, {"cn"}, alSCOPE_SUB);
     requireSingleEntry(*query, __FILE__, "IsLdapSchemaRegistered", __LINE__);
     std::shared_ptr<IKVRLdapEntity> entity;
@@ -96,7 +99,8 @@ void CKVRLdapConnection::AdjustGecosType()
     {
         return;
     }
-    const std::string filter = "(&(objectClass=olcSchemaConfig)(cn=" + *nis + "))";
+    CKVRFormatCall format(__FILE__, "AdjustGecosType", __LINE__);
+    const char* const filter = format(3, "(&(%s)(%s=%s))", schemaFilter, "cn", nis->c_str());
     const auto query =
         searchConfiguration(*this, Configuration::schemas, filter, {definitionsAttribute}, alSCOPE_SUB);
     requireSingleEntry(*query, __FILE__, "AdjustGecosType", __LINE__);
@@ -105,8 +109,8 @@ void CKVRLdapConnection::AdjustGecosType()
     {
         return;
     }
-    const std::string dn = "cn=" + *nis + "," + Configuration::schemas;
-    const std::string position = "{" + std::to_string(positionOf(definition)) + "}";
+    const std::string dn = format(3, "%s=%s,%s", "cn", nis->c_str(), Configuration::schemas);
+    const std::string position = format(1, "{%d}", positionOf(definition));
     // The new definition carries the old one's prefix, so it returns to the same position.
     SetAttrValue(dn, definitionsAttribute, position, alREMOVEALL);
     SetAttrValue(dn, definitionsAttribute, withDirectoryString(definition), alADD);
