@@ -98,17 +98,18 @@ public:
 
     /** @name Script
      * @{ */
-    std::map<int, int> setOptionCodes;    /**< option -> code of ldap_set_option */
-    std::set<int> unreadableOptions;      /**< options that ldap_get_option fails for */
-    std::optional<int> initializeCode;    /**< code of ldap_initialize */
-    bool initializeMakesSession = false;  /**< a failing ldap_initialize makes the session */
-    std::string initializeDiagnostic;     /**< diagnostic message of the session that it makes */
-    std::optional<int> unbindCode;        /**< code of ldap_unbind_ext_s, after the real call */
-    std::optional<int> keptCode;          /**< what searches and writes leave in the session */
-    std::optional<int> countEntries;      /**< result of ldap_count_entries */
-    bool refuseUrls = false;              /**< ldap_is_ldap_url says no */
-    bool withholdDn = false;              /**< ldap_get_dn gives null */
-    std::set<std::string> withheldValues; /**< attributes that ldap_get_values_len gives null for */
+    std::map<int, int> setOptionCodes;   /**< option -> code of ldap_set_option */
+    std::set<int> unreadableOptions;     /**< options that ldap_get_option fails for */
+    std::optional<int> initializeCode;   /**< code of ldap_initialize */
+    bool initializeMakesSession = false; /**< a failing ldap_initialize makes the session */
+    std::string initializeDiagnostic;    /**< diagnostic message of the session that it makes */
+    std::optional<int> unbindCode;       /**< code of ldap_unbind_ext_s, after the real call */
+    std::optional<int> keptCode;         /**< what searches and writes leave in the session */
+    std::optional<int> countEntries;     /**< result of ldap_count_entries */
+    bool refuseUrls = false;             /**< ldap_is_ldap_url says no */
+    bool withholdDn = false;             /**< ldap_get_dn gives null, ldap_get_dn_ber fails */
+    /** Attributes that ldap_get_values_len gives null for, and ldap_get_attribute_ber fails at. */
+    std::set<std::string> withheldValues;
     std::optional<std::chrono::milliseconds> answerTimeout; /**< in place of any LDAP_OPT_TIMEOUT */
 
     /** Replaces ldap_sasl_interactive_bind_s; without one it succeeds and sends nothing. */

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KVRLdapModifications.h"
+#include "KVRLdapReceivedEntry.h"
 
 #include <IKVRLdapConnection.h>
 
@@ -8,6 +9,7 @@
 #include <ldap.h>
 
 #include <cstdint>
+#include <vector>
 
 namespace KVR
 {
@@ -158,6 +160,9 @@ private:
     std::int32_t timeout = 30; /**< seconds, for a connection attempt and for an answer */
     bool convert = false;
     std::string codeset;
+
+    CKVREntryScratch scratch;
+    mutable std::vector<char> converted; /**< buffer of InternalIconv */
 };
 
 } // namespace KVR

@@ -4,6 +4,8 @@
 #include <kvr/CKVRFormatCall.h>
 #include <kvr/EKVRError.h>
 
+#include <algorithm>
+
 namespace KVR
 {
 
@@ -78,10 +80,10 @@ std::string CKVRLdapConnection::InternalIconv(bool toUtf8, const std::string& te
         throw EKVRCheckError(moduleText("Invalid iconv handle."), "");
     }
     // Four bytes a byte and never more, and room for the terminating zero.
-    const auto buffer = std::make_unique<char[]>(4 * text.size() + 4);
+    converted.resize(std::max(converted.size(), 4 * text.size() + 4));
     // iconv(3) takes the input as char** but does not write to it.
     char* in = const_cast<char*>(text.data());
-    char* out = buffer.get();
+    char* out = converted.data();
     std::size_t inLeft = text.size();
     std::size_t outLeft = 4 * text.size();
     while (inLeft != 0)
@@ -94,7 +96,12 @@ std::string CKVRLdapConnection::InternalIconv(bool toUtf8, const std::string& te
         }
     }
     *out = '\0';
-    return buffer.get();
+    std::string result = converted.data();
+    if (converted.size() > keptBytes)
+    {
+        std::vector<char>().swap(converted);
+    }
+    return result;
 }
 
 } // namespace KVR

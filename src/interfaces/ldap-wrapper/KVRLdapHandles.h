@@ -23,6 +23,12 @@ struct ValuesRelease
     void operator()(berval** values) const { ldap_value_free_len(values); }
 };
 
+/** Frees an array of values whose bytes belong to the message. */
+struct ValueArrayRelease
+{
+    void operator()(berval* values) const { ldap_memfree(values); }
+};
+
 /** Frees a cursor over attributes but not the message that it points into. */
 struct AttributeCursorRelease
 {
@@ -32,6 +38,7 @@ struct AttributeCursorRelease
 using MessageOwner = std::unique_ptr<LDAPMessage, MessageRelease>;
 using TextOwner = std::unique_ptr<char, TextRelease>;
 using ValuesOwner = std::unique_ptr<berval*, ValuesRelease>;
+using ValueArrayOwner = std::unique_ptr<berval, ValueArrayRelease>;
 using AttributeCursorOwner = std::unique_ptr<BerElement, AttributeCursorRelease>;
 
 /**

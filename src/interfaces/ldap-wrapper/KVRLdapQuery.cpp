@@ -26,6 +26,28 @@ void reportAttribute(const char* function, unsigned long line, const char* forma
     CKVRLogProvider::GetLogProvider().Put(kvrLOG_FAILURE, 1, call(1, format, name.c_str()));
 }
 
+/** Takes a reusable object for a while; who needs it in the meantime gets a fresh one. */
+template <typename Object>
+class Borrowed
+{
+public:
+    explicit Borrowed(Object& home) : home_(home), object_(std::move(home)) {}
+    ~Borrowed()
+    {
+        object_.Clear();
+        home_ = std::move(object_);
+    }
+
+    Borrowed(const Borrowed&) = delete;
+    Borrowed& operator=(const Borrowed&) = delete;
+
+    Object* operator->() { return &object_; }
+
+private:
+    Object& home_;
+    Object object_;
+};
+
 /** Hosts compare this text, which is shorter than the one std::string::substr has of its own. */
 [[noreturn]] void throwOutOfRange()
 {
@@ -93,14 +115,53 @@ void CKVRLdapQuery::FetchAttributes(std::shared_ptr<IKVRLdapEntity>& entity)
         throw EKVRInternalError(moduleText("LDAP entity is not allocated."), "", __FILE__, "FetchAttributes",
                                 __LINE__);
     }
-    entity->Clear();
-    fetchDn(*entity);
+    if (!fetchInPlace(*entity))
+    {
+        fetchByName(*entity);
+    }
+}
+
+// An entry is read in two ways. The calls by name search the entry from its start for each attribute, so
+// their cost grows with the square of the attributes' number, but they decide what an entry that is
+// damaged or repeats an attribute means: the first set of values each time, and which failure. The calls
+// in place pass over the entry once. They read plain entries only, in which both ways give the same, and
+// leave any other untouched.
+
+bool CKVRLdapQuery::fetchInPlace(IKVRLdapEntity& entity) const
+{
+    // Utf8ToLocal is the caller's where it is overridden, and may fetch on its own.
+    Borrowed<CKVREntryScratch> scratch(connection.scratch);
+    CKVRReceivedEntry& received = scratch->entry;
+    if (!received.Gather(connection.internal->ld, message->current))
+    {
+        return false;
+    }
+    entity.Clear();
+    entity.dn.assign(received.Dn().bv_val, received.Dn().bv_len);
+    for (const CKVRReceivedAttribute& attribute : received.Attributes())
+    {
+        const std::string name(attribute.name.bv_val, attribute.name.bv_len);
+        const auto behind = entity.attributes.upper_bound(name);
+        for (const berval* value = attribute.values.get(); value->bv_val != nullptr; ++value)
+        {
+            // Values are text here: the stored length does not count, the first zero byte ends it.
+            scratch->value.assign(value->bv_val);
+            entity.attributes.emplace_hint(behind, name, connection.Utf8ToLocal(scratch->value));
+        }
+    }
+    return true;
+}
+
+void CKVRLdapQuery::fetchByName(IKVRLdapEntity& entity) const
+{
+    entity.Clear();
+    fetchDn(entity);
     LDAP* session = connection.internal->ld;
     AttributeCursorOwner cursor;
     TextOwner name(ldap_first_attribute(session, message->current, Receive(cursor)));
     while (name)
     {
-        fetchValues(name.get(), *entity);
+        fetchValues(name.get(), entity);
         name.reset(ldap_next_attribute(session, message->current, cursor.get()));
     }
 }

@@ -69,6 +69,8 @@ protected:
 private:
     void requireState() const;
     void finishWalk() const;
+    bool fetchInPlace(IKVRLdapEntity& entity) const;
+    void fetchByName(IKVRLdapEntity& entity) const;
     void fetchDn(IKVRLdapEntity& entity) const;
     void fetchValues(const char* name, IKVRLdapEntity& entity) const;
 };
