@@ -27,7 +27,7 @@ constexpr const char* examples = R"(Examples:
 Exit codes:
   0  done, also when the reader of the output went away before its end
   1  refused by the server
-  2  usage: a command, option, argument, filter or URI that is none, a deletion that nobody confirmed
+  2  usage: a command, option, argument, filter or URI that is none, a change that nobody confirmed
   3  not found: the entry does not exist
   4  insufficient access
   5  no connection or time-out, or no usable Kerberos ticket
@@ -67,6 +67,7 @@ Application::Application(const Charset& charset)
     AddAccessCommands(commands_);
     AddSettingCommands(commands_);
     AddLimitCommands(commands_);
+    AddProviderCommands(commands_);
     app_.require_subcommand(1);
     app_.footer(examples);
 }

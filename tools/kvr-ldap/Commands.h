@@ -111,6 +111,8 @@ void AddLimitCommands(CommandTable& table);
 void AddLoadCommand(CommandTable& table);
 void AddModuleCommands(CommandTable& table);
 void AddOverviewCommands(CommandTable& table);
+void AddProviderCommands(CommandTable& table);
+void AddReplicationCommands(CommandTable& table);
 void AddSchemaCommands(CommandTable& table);
 void AddSearchCommands(CommandTable& table);
 void AddSettingCommands(CommandTable& table);

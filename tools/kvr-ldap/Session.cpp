@@ -3,6 +3,7 @@
 #include "Arguments.h"
 #include "Failure.h"
 #include "Installation.h"
+#include "KerberosHelp.h"
 
 #include <EKVROpenLdapError.h>
 #include <kvr/KVRUtils.h>
@@ -18,6 +19,7 @@ namespace
 constexpr const char* urisParameter = "KVR_PRM_LDAP_URIS";
 constexpr const char* loading = "loading the plug-in";
 constexpr const char* loadHint = "--module FILE names the plug-in";
+constexpr const char* checkServer = "check that the server runs and that --uri names it";
 
 using Parameter = std::pair<std::string, std::string>;
 
@@ -84,18 +86,25 @@ KVRHostIdentity identityFrom(CKVRCore& parameters)
     return identity;
 }
 
-const char* connectHint(ExitCode kind, bool kerberos)
+std::string connectHint(ExitCode kind, bool isKerberos, const std::string& diagnostic)
 {
-    switch (kind)
+    if (kind == ExitCode::Usage)
     {
-    case ExitCode::Usage:
         return "write a server as ldap://HOST or ldaps://HOST, several with blanks between them";
-    case ExitCode::NoConnection:
-        return kerberos ? "KRB5CCNAME must name a cache with a valid ticket; get one with kinit"
-                        : "check that the server runs and that --uri names it";
-    default:
-        return "";
     }
+    if (isKerberos)
+    {
+        return KerberosHelp(diagnostic);
+    }
+    return kind == ExitCode::NoConnection ? checkServer : "";
+}
+
+/** True where the server did not answer, whatever the log-in. */
+bool isNetworkFailure(std::optional<long> code)
+{
+    constexpr long serverDown = -1;
+    constexpr long timedOut = -5;
+    return code == serverDown || code == timedOut;
 }
 
 /** Kind of a failed connect; without a session the module or the library refused the URIs. */
@@ -114,8 +123,9 @@ Failure connectFailure(const EKVRError& error, const std::string& uris, std::opt
     const ExitCode kind = connectKind(code);
     // Nothing happened on this session before, so its diagnostic belongs to this failure even when
     // the library failed by itself.
-    Failure failure(kind, "connecting to " + uris, TextOf(error, true, options.verbosity > 0),
-                    connectHint(kind, options.auth == "gssapi"));
+    const bool isKerberos = options.auth == "gssapi" && !isNetworkFailure(code);
+    const std::string text = TextOf(error, true, options.verbosity > 0);
+    Failure failure(kind, "connecting to " + uris, text, connectHint(kind, isKerberos, text));
     failure.resultCode = code;
     return failure;
 }

@@ -42,6 +42,9 @@ public:
     const KVRModuleInfo& ModuleInfo() const { return module_->Info(); }
     IKVRLdapWrapper& Wrapper() { return *wrapper_; }
 
+    /** The host that the module has been loaded into, with its names. */
+    IKVRCore& Host() { return *core_; }
+
     /** A host parameter, or "". */
     std::string HostParameter(const std::string& name) { return core_->GetParameter(name); }
 

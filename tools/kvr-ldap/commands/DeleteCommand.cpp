@@ -1,5 +1,6 @@
 #include "../Change.h"
 #include "../Commands.h"
+#include "../Confirmation.h"
 #include "../Lookup.h"
 
 #include <IKVRLdapConnection.h>
@@ -87,22 +88,11 @@ void confirm(const Context& context, const std::string& dn, const Below& below, 
             context.command + ": the server lists only " + std::to_string(below.dns.size()) +
             " entries at a time: these go, and it refuses the entry itself if there are more");
     }
-    if (confirmed)
-    {
-        return;
-    }
-    const std::optional<bool> answer =
-        context.messages.Ask("Delete " + dn + " and its " + below.Counted("child", "children") + "?");
-    if (!answer)
-    {
-        throw context.UsageFailure("'" + dn + "' has " + below.Counted("child", "children") +
-                                       "; nothing is deleted",
-                                   "--yes deletes them too");
-    }
-    if (!*answer)
-    {
-        throw context.UsageFailure("not confirmed; nothing is deleted");
-    }
+    const std::string children = below.Counted("child", "children");
+    Confirm(context,
+            {"Delete " + dn + " and its " + children + "?", "'" + dn + "' has " + children,
+             "nothing is deleted", "--yes deletes them too"},
+            confirmed);
 }
 
 /** Number of these entries that are gone. */
