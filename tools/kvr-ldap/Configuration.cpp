@@ -1,5 +1,7 @@
 #include "Configuration.h"
 
+#include "Lookup.h"
+
 #include <IKVRLdapConnection.h>
 #include <IKVRLdapEntity.h>
 #include <IKVRLdapQuery.h>
@@ -50,6 +52,32 @@ std::size_t endOfWord(const std::string& text, bool& closed)
 const std::string mainDatabaseName = KVR_MAIN_DATABASE;
 const std::string mainDatabaseDn = "olcDatabase=" KVR_MAIN_DATABASE ",cn=config";
 
+void RequireMainDatabase(IKVRLdapConnection& connection, const std::string& command)
+{
+    if (EntryExists(connection, mainDatabaseDn))
+    {
+        return;
+    }
+    // Where the whole configuration is hidden, any of its lists says so.
+    std::list<std::string> ignored;
+    connection.EnumerateIndexes(ignored);
+    throw Failure(ExitCode::NotFound, command,
+                  "there is no database " + mainDatabaseName + ", or it is hidden");
+}
+
+void RequireUniqueness(IKVRLdapConnection& connection, const std::string& command)
+{
+    RequireMainDatabase(connection, command);
+    std::list<std::string> names{noAttributes};
+    const auto overlays =
+        connection.Search(mainDatabaseDn, "(objectClass=olcUniqueConfig)", names, alSCOPE_ONE);
+    if (!overlays || overlays->Count() == 0)
+    {
+        throw Failure(ExitCode::NotFound, command,
+                      "the database " + mainDatabaseName + " has no overlay unique, or it is hidden");
+    }
+}
+
 SilentLog::SilentLog() : level_(CKVRLogProvider::GetLogProvider().level)
 {
     if (level_ == kvrLOG_FAILURE)
@@ -97,7 +125,7 @@ StoredLimit ParseLimit(const std::string& value)
 std::vector<StoredLimit> StoredLimits(IKVRLdapConnection& connection)
 {
     std::list<std::string> names{limitsAttribute};
-    const auto query = connection.Search(mainDatabaseDn, "(objectClass=*)", names, alSCOPE_BASE);
+    const auto query = connection.Search(mainDatabaseDn, everyEntry, names, alSCOPE_BASE);
     std::shared_ptr<IKVRLdapEntity> entity;
     std::list<std::string> values;
     if (query && query->Fetch(entity))
@@ -107,6 +135,20 @@ std::vector<StoredLimit> StoredLimits(IKVRLdapConnection& connection)
     std::vector<StoredLimit> limits;
     std::transform(values.begin(), values.end(), std::back_inserter(limits), ParseLimit);
     return limits;
+}
+
+std::vector<Row> RowsOf(const std::vector<StoredLimit>& limits)
+{
+    std::vector<Row> rows;
+    for (const StoredLimit& limit : limits)
+    {
+        rows.push_back({{"who", limit.requester}, {"value", limit.value}, {"key", std::monostate()}});
+        if (limit.key)
+        {
+            rows.back().back().second = *limit.key;
+        }
+    }
+    return rows;
 }
 
 bool IsRequester(const std::string& text)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Output.h"
+
 #include <list>
 #include <optional>
 #include <string>
@@ -19,6 +21,12 @@ extern const std::string mainDatabaseName;
 
 /** DN of its entry in the configuration tree. */
 extern const std::string mainDatabaseDn;
+
+/** @throws Failure, or what the plug-in says where the user can't see the configuration at all */
+void RequireMainDatabase(IKVRLdapConnection& connection, const std::string& command);
+
+/** @throws Failure also when the main database is missing */
+void RequireUniqueness(IKVRLdapConnection& connection, const std::string& command);
 
 /**
  * Keeps the log silent as long as it lives, unless the user asked for more of it: a part of the
@@ -55,6 +63,9 @@ StoredLimit ParseLimit(const std::string& value);
 
 /** All limits of the main database in their order; none when the user can't see it. */
 std::vector<StoredLimit> StoredLimits(IKVRLdapConnection& connection);
+
+/** Limits for programs. */
+std::vector<Row> RowsOf(const std::vector<StoredLimit>& limits);
 
 /** True when the text is one requester: it has no blank outside of quotation marks, which are closed. */
 bool IsRequester(const std::string& text);

@@ -77,6 +77,19 @@ void StandardOutput::Flush()
     }
 }
 
+StandardOutputAside::StandardOutputAside()
+    : kept_(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC,
+                  STDERR_FILENO + 1)) // NOLINT(cppcoreguidelines-pro-type-vararg)
+{
+    dup2(STDERR_FILENO, STDOUT_FILENO);
+}
+
+StandardOutputAside::~StandardOutputAside()
+{
+    dup2(kept_, STDOUT_FILENO);
+    close(kept_);
+}
+
 void Messages::Line(const std::string& text) const
 {
     // Where standard error itself fails there is nobody left to tell.

@@ -39,6 +39,23 @@ private:
     std::string buffer_;
 };
 
+/**
+ * As long as it lives, what other programs write to standard output goes to standard error: it is no part
+ * of the answer.
+ */
+class StandardOutputAside
+{
+public:
+    StandardOutputAside();
+    ~StandardOutputAside();
+
+    StandardOutputAside(const StandardOutputAside&) = delete;
+    StandardOutputAside& operator=(const StandardOutputAside&) = delete;
+
+private:
+    const int kept_;
+};
+
 /** Messages for the user on standard error, one line each. */
 class Messages
 {

@@ -1,5 +1,6 @@
 #include "../Change.h"
 #include "../Commands.h"
+#include "../Configuration.h"
 
 #include <IKVRLdapConnection.h>
 #include <kvr/KVRUtils.h>
@@ -34,11 +35,34 @@ bool beginsWithPosition(const std::string& rule)
                        [](unsigned char digit) { return std::isdigit(digit) != 0; });
 }
 
+std::list<std::string> rulesOf(const Context& context)
+{
+    const SilentLog silence;
+    IKVRLdapConnection& connection = context.session.Connection();
+    RequireMainDatabase(connection, context.command);
+    std::list<std::string> rules;
+    connection.EnumerateDBAccessRules(rules);
+    return rules;
+}
+
 void list(Context& context)
 {
-    std::list<std::string> rules;
-    context.session.Connection().EnumerateDBAccessRules(rules);
-    context.output.List("rules", rules);
+    context.output.List("rules", rulesOf(context));
+}
+
+/** @param before number of rules that there were; without any the user may not see them */
+void tellAdded(Context& context, const std::string& rule, std::size_t before, std::optional<int> position)
+{
+    // The server takes any place beyond the end for the end.
+    const bool isEnd = !position || (before > 0 && static_cast<std::size_t>(*position) >= before);
+    Datum place;
+    if (before > 0)
+    {
+        place = static_cast<std::uint64_t>(isEnd ? before : static_cast<std::size_t>(*position));
+    }
+    context.output.Member("position", place);
+    TellChange(context.output, {"added", "rule", rule, "access rule",
+                                isEnd ? std::string(" at the end") : " at " + prefixOf(*position)});
 }
 
 void add(Context& context, const AccessArguments& arguments)
@@ -53,22 +77,15 @@ void add(Context& context, const AccessArguments& arguments)
     {
         throw context.UsageFailure("the rule begins with a position", "--at N says where it is inserted");
     }
+    const std::size_t before = rulesOf(context).size();
     context.session.Connection().AddDBAccessRule(arguments.position.value_or(atTheEnd), rule);
-    Change change{"added", "rule", rule, "access rule", " at the end"};
-    if (arguments.position)
-    {
-        change.remark = " at " + prefixOf(*arguments.position);
-        context.output.Member("position", static_cast<std::uint64_t>(*arguments.position));
-    }
-    TellChange(context.output, change);
+    tellAdded(context, rule, before, arguments.position);
 }
 
 void remove(Context& context, const AccessArguments& arguments)
 {
     const int position = *arguments.position;
-    IKVRLdapConnection& connection = context.session.Connection();
-    std::list<std::string> rules;
-    connection.EnumerateDBAccessRules(rules);
+    const std::list<std::string> rules = rulesOf(context);
     const std::string prefix = prefixOf(position);
     const auto rule = std::find_if(rules.begin(), rules.end(),
                                    [&prefix](const std::string& each)
@@ -77,10 +94,10 @@ void remove(Context& context, const AccessArguments& arguments)
     if (rule == rules.end())
     {
         TellChange(context.output, {"unchanged", "rule", prefix, "access rule",
-                                    ", there are " + Counted(rules.size(), "rule", "rules")});
+                                    ", the server shows " + Counted(rules.size(), "rule", "rules")});
         return;
     }
-    connection.DeleteDBAccessRule(position);
+    context.session.Connection().DeleteDBAccessRule(position);
     TellChange(context.output, {"removed", "rule", *rule, "access rule"});
 }
 

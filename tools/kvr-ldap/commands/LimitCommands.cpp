@@ -22,8 +22,11 @@ struct LimitArguments
 
 using Limits = std::map<std::string, std::string>;
 
-Limits limitsOf(IKVRLdapConnection& connection)
+/** The limits as the plug-in knows them, one a key. */
+Limits limitsOf(const Context& context)
 {
+    IKVRLdapConnection& connection = context.session.Connection();
+    RequireMainDatabase(connection, context.command);
     Limits limits;
     connection.EnumerateDBLimits(limits);
     return limits;
@@ -89,37 +92,33 @@ void tellHidden(const Context& context, const Limits& known, const std::vector<S
         const std::vector<StoredLimit> same = withKey(stored, key);
         if (same.size() > 1)
         {
-            context.messages.Line(
-                context.command +
-                ": the plug-in takes these for one, and the last one counts: " + joined(same));
+            context.messages.Line(context.command + ": for the plug-in these have one key, '" + key +
+                                  "': " + joined(same));
         }
     }
 }
 
 void list(Context& context)
 {
-    IKVRLdapConnection& connection = context.session.Connection();
-    const Limits known = limitsOf(connection);
-    const std::vector<StoredLimit> stored = StoredLimits(connection);
-    std::vector<Row> rows;
+    const SilentLog silence;
+    const Limits known = limitsOf(context);
+    const std::vector<StoredLimit> stored = StoredLimits(context.session.Connection());
     for (const StoredLimit& limit : stored)
     {
         context.output.Line(limit.value);
-        Row row{{"who", limit.requester}, {"value", limit.value}, {"key", std::monostate()}};
-        if (limit.key)
-        {
-            row.back().second = *limit.key;
-        }
-        rows.push_back(row);
     }
-    context.output.Member("limits", rows);
+    context.output.Member("limits", RowsOf(stored));
     tellHidden(context, known, stored);
 }
 
-void tellInForce(Context& context, const std::string& who, const std::string& value)
+/** @param same what is stored for the requester; the server takes the first that fits */
+void tellInForce(Context& context, const std::string& who, const std::vector<StoredLimit>& same)
 {
-    context.output.Member("stored", value);
-    TellChange(context.output, {"unchanged", "who", who, "limit", "; in force is '" + value + "'"});
+    const std::string others =
+        same.size() > 1 ? ", not " + joined({same.begin() + 1, same.end()}) : std::string();
+    context.output.Member("stored", same.front().value);
+    TellChange(context.output,
+               {"unchanged", "who", who, "limit", "; in force is " + joined({same.front()}) + others});
 }
 
 void add(Context& context, const LimitArguments& arguments)
@@ -131,21 +130,21 @@ void add(Context& context, const LimitArguments& arguments)
     {
         throw context.UsageFailure("the limit is empty", "it reads like size=500, see slapd.conf(5)");
     }
+    const SilentLog silence;
+    const Limits known = limitsOf(context);
     IKVRLdapConnection& connection = context.session.Connection();
-    const Limits known = limitsOf(connection);
-    const auto same = known.find(who);
-    if (same != known.end())
-    {
-        tellInForce(context, who, same->second);
-        return;
-    }
     const std::vector<StoredLimit> stored = StoredLimits(connection);
-    const std::vector<StoredLimit> quoted = ofRequester(stored, who);
-    if (!quoted.empty())
+    std::vector<StoredLimit> same = ofRequester(stored, who);
+    if (same.empty() && known.count(who) > 0)
     {
-        tellInForce(context, who, quoted.front().value);
+        same = withKey(stored, who);
+    }
+    if (!same.empty())
+    {
+        tellInForce(context, who, same);
         return;
     }
+    const std::optional<std::string> alike = alikeOf(stored, who);
     try
     {
         connection.AddDBLimit(who, limit);
@@ -153,14 +152,19 @@ void add(Context& context, const LimitArguments& arguments)
     catch (const EKVRError&)
     {
         Failure failure = DescribeException(context.command, &connection, context.withPlace);
-        if (const std::optional<std::string> alike = alikeOf(stored, who))
+        if (alike)
         {
             failure.advice = "stored is '" + *alike + "'";
         }
         throw failure;
     }
-    TellChange(context.output, {"added", "who", who, "limit", ' ' + limit});
+    if (alike)
+    {
+        context.output.Member("stored", *alike);
+    }
     context.output.Member("limit", limit);
+    TellChange(context.output,
+               {"added", "who", who, "limit", ' ' + limit + (alike ? "; stored is '" + *alike + "'" : "")});
 }
 
 /** The one limit of a requester, or nothing. */
@@ -193,8 +197,9 @@ void requireNoStump(const Context& context, const std::vector<StoredLimit>& stor
 void remove(Context& context, const LimitArguments& arguments)
 {
     const std::string who = Trim(context.Utf8(arguments.who));
+    const SilentLog silence;
+    const Limits known = limitsOf(context);
     IKVRLdapConnection& connection = context.session.Connection();
-    const Limits known = limitsOf(connection);
     const std::vector<StoredLimit> stored = StoredLimits(connection);
     requireNoStump(context, stored, who);
     requireRequester(context, who);
@@ -202,6 +207,10 @@ void remove(Context& context, const LimitArguments& arguments)
     if (!limit)
     {
         const std::optional<std::string> alike = alikeOf(stored, who);
+        if (alike)
+        {
+            context.output.Member("stored", *alike);
+        }
         TellChange(context.output, {"unchanged", "who", who, "limit",
                                     alike ? "; stored is '" + *alike + "'" : ", it has none"});
         return;

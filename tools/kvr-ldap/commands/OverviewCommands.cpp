@@ -1,10 +1,7 @@
 #include "../Commands.h"
 #include "../Configuration.h"
-#include "../Lookup.h"
 
 #include <IKVRLdapConnection.h>
-#include <IKVRLdapEntity.h>
-#include <IKVRLdapQuery.h>
 
 #include <algorithm>
 #include <map>
@@ -48,56 +45,66 @@ Part partOf(const Databases& databases, const std::string& key, const std::strin
     return {lines, rows};
 }
 
-Part databases(IKVRLdapConnection& connection)
+Part databases(Context& context)
 {
     Databases found;
-    connection.EnumerateDatabases(found);
+    context.session.Connection().EnumerateDatabases(found);
     return partOf(found, "name", "suffix");
 }
 
-Part modules(IKVRLdapConnection& connection)
+Part modules(Context& context)
 {
     Lines found;
-    connection.EnumerateModules(found);
+    context.session.Connection().EnumerateModules(found);
     return partOf(found);
 }
 
-Part schemas(IKVRLdapConnection& connection)
+Part schemas(Context& context)
 {
     Lines found;
-    connection.EnumerateLdapSchemas(found);
+    context.session.Connection().EnumerateLdapSchemas(found);
     return partOf(found);
 }
 
-void requireMainDatabase(IKVRLdapConnection& connection)
+/** The connection, once it is known that the main database can be seen. */
+IKVRLdapConnection& withMainDatabase(Context& context)
 {
-    if (!EntryExists(connection, mainDatabaseDn))
+    IKVRLdapConnection& connection = context.session.Connection();
+    RequireMainDatabase(connection, context.command);
+    return connection;
+}
+
+/** Where the next clause " by ..." of a rule begins; quotation marks may hold these letters too. */
+std::size_t nextClause(const std::string& rule, std::size_t from)
+{
+    const std::string clause = " by ";
+    std::size_t at = rule.find(clause, from);
+    while (at != std::string::npos &&
+           std::count(rule.begin(), rule.begin() + static_cast<std::ptrdiff_t>(at), '"') % 2 != 0)
     {
-        throw Failure(ExitCode::NotFound, "overview",
-                      "there is no database " + mainDatabaseName + ", or it is hidden");
+        at = rule.find(clause, at + 1);
     }
+    return at;
 }
 
 /** A long rule with each of its clauses on a line of its own. */
 void appendRule(Lines& lines, const std::string& rule)
 {
     constexpr std::size_t widest = 76;
-    const std::string clause = " by ";
-    std::size_t end = rule.size() > widest ? rule.find(clause) : std::string::npos;
+    std::size_t end = rule.size() > widest ? nextClause(rule, 0) : std::string::npos;
     lines.push_back(rule.substr(0, end));
     while (end != std::string::npos)
     {
-        const std::size_t next = rule.find(clause, end + 1);
+        const std::size_t next = nextClause(rule, end + 1);
         lines.push_back("   " + rule.substr(end, next == std::string::npos ? next : next - end));
         end = next;
     }
 }
 
-Part accessRules(IKVRLdapConnection& connection)
+Part accessRules(Context& context)
 {
     Lines rules;
-    connection.EnumerateDBAccessRules(rules);
-    requireMainDatabase(connection);
+    withMainDatabase(context).EnumerateDBAccessRules(rules);
     Lines lines;
     for (const std::string& rule : rules)
     {
@@ -106,39 +113,30 @@ Part accessRules(IKVRLdapConnection& connection)
     return {lines, rules};
 }
 
-Part indexes(IKVRLdapConnection& connection)
+Part indexes(Context& context)
 {
     Lines found;
-    connection.EnumerateIndexes(found);
-    requireMainDatabase(connection);
+    withMainDatabase(context).EnumerateIndexes(found);
     return partOf(found);
 }
 
-Part limits(IKVRLdapConnection& connection)
+Part limits(Context& context)
 {
-    std::map<std::string, std::string> known;
-    connection.EnumerateDBLimits(known);
-    requireMainDatabase(connection);
+    const std::vector<StoredLimit> stored = StoredLimits(withMainDatabase(context));
     Lines values;
-    for (const StoredLimit& limit : StoredLimits(connection))
+    for (const StoredLimit& limit : stored)
     {
         values.push_back(limit.value);
     }
-    return partOf(values);
+    return {values, RowsOf(stored)};
 }
 
-Part uniqueness(IKVRLdapConnection& connection)
+Part uniqueness(Context& context)
 {
+    IKVRLdapConnection& connection = context.session.Connection();
+    RequireUniqueness(connection, context.command);
     Lines found;
     connection.EnumerateDBUniqueness(found);
-    Lines names{noAttributes};
-    const auto overlays =
-        connection.Search(mainDatabaseDn, "(objectClass=olcUniqueConfig)", names, alSCOPE_SUB);
-    if (!overlays || overlays->Count() == 0)
-    {
-        throw Failure(ExitCode::NotFound, "overview",
-                      "the database " + mainDatabaseName + " has no overlay unique, or it is hidden");
-    }
     return partOf(found);
 }
 
@@ -146,7 +144,7 @@ struct Section
 {
     const char* name; /**< in JSON */
     std::string title;
-    Part (*read)(IKVRLdapConnection& connection);
+    Part (*read)(Context& context);
 };
 
 const std::vector<Section>& sections()
@@ -166,6 +164,7 @@ const std::vector<Section>& sections()
 class Overview
 {
 public:
+    /** Connects, so that a server that can't be reached is told once. */
     explicit Overview(Context& context) : context_(context), connection_(context.session.Connection()) {}
 
     void Show(const Section& section)
@@ -174,12 +173,12 @@ public:
         try
         {
             const SilentLog silence;
-            const Part part = section.read(connection_);
+            const Part part = section.read(context_);
             context_.output.Member(section.name, part.data);
             Lines lines = part.lines;
             if (lines.empty())
             {
-                lines.emplace_back("(none)");
+                lines.emplace_back("(none, or hidden)");
             }
             for (const std::string& line : lines)
             {
@@ -249,10 +248,10 @@ void overview(Context& context)
 }
 
 /** A part of the configuration as a command of its own. */
-void showPart(Context& context, const std::string& name, Part (*read)(IKVRLdapConnection& connection))
+void showPart(Context& context, const std::string& name, Part (*read)(Context& context))
 {
     const SilentLog silence;
-    const Part part = read(context.session.Connection());
+    const Part part = read(context);
     context.output.Member(name, part.data);
     for (const std::string& line : part.lines)
     {

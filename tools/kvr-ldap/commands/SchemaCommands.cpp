@@ -1,5 +1,7 @@
 #include "../Change.h"
 #include "../Commands.h"
+#include "../Ldif.h"
+#include "../Lookup.h"
 
 #include <IKVRLdapConnection.h>
 #include <IKVRLdapEntity.h>
@@ -49,7 +51,7 @@ void requireFolder(const Context& context, const std::string& folder)
 
 void requireWritableServer(const Context& context)
 {
-    if (IsPathExist(serverFolder) && eaccess(serverFolder, W_OK) != 0)
+    if (IsPathExist(serverFolder) && eaccess(serverFolder, W_OK | X_OK) != 0)
     {
         throw Failure(ExitCode::Unusable, context.command,
                       std::string("the server's folder ") + serverFolder +
@@ -85,7 +87,10 @@ void registerFile(Context& context, const std::string& argument)
     requireName(context, file);
     requireFolder(context, context.session.HostParameter("KVR_LDAP_SCHEMA_DIR"));
     requireWritableServer(context);
-    context.session.Wrapper().RegisterLdapSchema(file);
+    {
+        const StandardOutputAside aside;
+        context.session.Wrapper().RegisterLdapSchema(file);
+    }
     TellChange(context.output,
                {"added", "file", file, "schema", "; a running server sees it after its next start"});
 }
@@ -110,7 +115,7 @@ std::optional<GecosDefinition> findGecos(IKVRLdapConnection& connection)
     }
     const std::string dn = "cn=" + *schema + ",cn=schema,cn=config";
     std::list<std::string> names{definitionsAttribute};
-    const auto query = connection.Search(dn, "(objectClass=*)", names, alSCOPE_BASE);
+    const auto query = connection.Search(dn, everyEntry, names, alSCOPE_BASE);
     std::shared_ptr<IKVRLdapEntity> entity;
     if (query && query->Fetch(entity))
     {
@@ -125,18 +130,37 @@ std::optional<GecosDefinition> findGecos(IKVRLdapConnection& connection)
     return std::nullopt;
 }
 
-/** What brings a definition back, for "kvr-ldap load". */
-void tellCure(const Context& context, const GecosDefinition& lost)
+/** Whether the server has the definition no longer; nothing when it does not tell. */
+std::optional<bool> isLost(IKVRLdapConnection& connection)
 {
-    context.messages.Line(context.command +
-                          ": the server has removed the definition of gecos and not taken the new one."
-                          " Put the old one back with the lines below and kvr-ldap load:");
-    for (const std::string& line :
-         {"dn: " + lost.schemaDn, std::string("changetype: modify"),
-          std::string("add: ") + definitionsAttribute, std::string(definitionsAttribute) + ": " + lost.text})
+    try
     {
-        context.messages.Line(line);
+        return !findGecos(connection);
     }
+    catch (const EKVRError&)
+    {
+        return std::nullopt;
+    }
+}
+
+/** What brings a definition back, on standard output: lines for people, who can give them to "kvr-ldap load".
+ */
+void tellCure(const Context& context, const GecosDefinition& lost, bool isCertain)
+{
+    const std::vector<std::string> lines{Ldif::Line("dn", lost.schemaDn), Ldif::Line("changetype", "modify"),
+                                         Ldif::Line("add", definitionsAttribute),
+                                         Ldif::Line(definitionsAttribute, lost.text), "-\n"};
+    std::string record;
+    for (const std::string& line : lines)
+    {
+        context.output.Line(line.substr(0, line.size() - 1));
+        record += line;
+    }
+    context.output.Member("old", lost.text);
+    context.output.Member("cure", record);
+    context.messages.Line(context.command + ": the server " + (isCertain ? "has" : "may have") +
+                          " removed the old definition of gecos and not taken the new one."
+                          " The lines on standard output put it back with kvr-ldap load.");
 }
 
 void adjustGecos(Context& context)
@@ -146,7 +170,7 @@ void adjustGecos(Context& context)
     if (!before)
     {
         TellChange(context.output,
-                   {"unchanged", "attribute", "gecos", "attribute type", ", the server has none"});
+                   {"unchanged", "attribute", "gecos", "attribute type", ", the server shows none"});
         return;
     }
     try
@@ -156,10 +180,10 @@ void adjustGecos(Context& context)
     catch (const EKVRError&)
     {
         const Failure failure = DescribeException(context.command, &connection, context.withPlace);
-        if (!findGecos(connection))
+        const std::optional<bool> lost = isLost(connection);
+        if (lost.value_or(true))
         {
-            tellCure(context, *before);
-            context.output.Member("lost", before->text);
+            tellCure(context, *before, lost.has_value());
         }
         throw failure;
     }

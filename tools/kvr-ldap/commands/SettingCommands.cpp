@@ -15,24 +15,30 @@ namespace
 /** A list of texts in the server's configuration. */
 struct Setting
 {
-    std::string group; /**< of the commands, and what one text is called */
-    std::string lists; /**< name of the list in JSON */
+    std::string label;  /**< what one text is, for people */
+    std::string member; /**< the same in JSON */
+    std::string lists;  /**< name of the list in JSON */
     std::string argument;
+    void (*require)(IKVRLdapConnection& connection, const std::string& command); /**< what it belongs to */
     void (IKVRLdapConnection::*enumerate)(std::list<std::string>& values);
     void (IKVRLdapConnection::*add)(const std::string& value);
     void (IKVRLdapConnection::*remove)(const std::string& value);
 };
 
 const Setting indexes{"index",
+                      "index",
                       "indexes",
                       "SPEC",
+                      RequireMainDatabase,
                       &IKVRLdapConnection::EnumerateIndexes,
                       &IKVRLdapConnection::AddDBIndex,
                       &IKVRLdapConnection::DeleteDBIndex};
 
-const Setting uniqueness{"unique",
-                         "uris",
+const Setting uniqueness{"uniqueness rule",
+                         "uri",
+                         "uniqueness",
                          "URI",
+                         RequireUniqueness,
                          &IKVRLdapConnection::EnumerateDBUniqueness,
                          &IKVRLdapConnection::AddDBUniqueness,
                          &IKVRLdapConnection::DeleteDBUniqueness};
@@ -50,8 +56,10 @@ std::string textOf(const Context& context, const Setting& setting, const std::st
 std::list<std::string> valuesOf(Context& context, const Setting& setting)
 {
     const SilentLog silence;
+    IKVRLdapConnection& connection = context.session.Connection();
+    setting.require(connection, context.command);
     std::list<std::string> values;
-    (context.session.Connection().*setting.enumerate)(values);
+    (connection.*setting.enumerate)(values);
     return values;
 }
 
@@ -61,15 +69,15 @@ void list(Context& context, const Setting& setting)
 }
 
 /** @param alike a stored text that is nearly the same */
-void tellUnchanged(Context& context, const Setting& setting, const std::string& text, const std::string& why,
-                   const std::optional<std::string>& alike)
+void tell(Context& context, const Setting& setting, const std::string& result, const std::string& text,
+          const std::optional<std::string>& alike, const std::string& otherwise)
 {
     if (alike)
     {
         context.output.Member("stored", *alike);
     }
-    TellChange(context.output, {"unchanged", setting.group, text, setting.group,
-                                alike ? "; stored is '" + *alike + "'" : why});
+    TellChange(context.output, {result, setting.member, text, setting.label,
+                                alike ? "; stored is '" + *alike + "'" : otherwise});
 }
 
 void add(Context& context, const Setting& setting, const std::string& argument)
@@ -79,7 +87,7 @@ void add(Context& context, const Setting& setting, const std::string& argument)
     const std::list<std::string> stored = valuesOf(context, setting);
     if (IsMemberOfList(stored, text))
     {
-        tellUnchanged(context, setting, text, ", it is there already", std::nullopt);
+        tell(context, setting, "unchanged", text, std::nullopt, ", it is there already");
         return;
     }
     IKVRLdapConnection& connection = context.session.Connection();
@@ -101,10 +109,10 @@ void add(Context& context, const Setting& setting, const std::string& argument)
             failure.advice = "stored is '" + *alike + "'";
             throw failure;
         }
-        tellUnchanged(context, setting, text, "", alike);
+        tell(context, setting, "unchanged", text, alike, "");
         return;
     }
-    TellChange(context.output, {"added", setting.group, text, setting.group});
+    tell(context, setting, "added", text, alike, "");
 }
 
 void remove(Context& context, const Setting& setting, const std::string& argument)
@@ -113,11 +121,11 @@ void remove(Context& context, const Setting& setting, const std::string& argumen
     const std::list<std::string> stored = valuesOf(context, setting);
     if (!IsMemberOfList(stored, text))
     {
-        tellUnchanged(context, setting, text, ", it is not there", AlikeOf(stored, text));
+        tell(context, setting, "unchanged", text, AlikeOf(stored, text), ", it is not there");
         return;
     }
     (context.session.Connection().*setting.remove)(text);
-    TellChange(context.output, {"removed", setting.group, text, setting.group});
+    TellChange(context.output, {"removed", setting.member, text, setting.label});
 }
 
 using ChangeAction = void (*)(Context& context, const Setting& setting, const std::string& argument);
