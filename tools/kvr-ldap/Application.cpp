@@ -67,6 +67,7 @@ Application::Application(const Charset& charset)
     AddAccessCommands(commands_);
     AddSettingCommands(commands_);
     AddLimitCommands(commands_);
+    AddReplicationCommands(commands_);
     AddProviderCommands(commands_);
     app_.require_subcommand(1);
     app_.footer(examples);

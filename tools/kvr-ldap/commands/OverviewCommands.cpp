@@ -1,5 +1,7 @@
 #include "../Commands.h"
 #include "../Configuration.h"
+#include "../Lookup.h"
+#include "../ProviderDatabases.h"
 
 #include <IKVRLdapConnection.h>
 
@@ -140,6 +142,25 @@ Part uniqueness(Context& context)
     return partOf(found);
 }
 
+Part agreements(Context& context)
+{
+    Lines found;
+    withMainDatabase(context).EnumerateSyncRepls(found);
+    return partOf(found);
+}
+
+Part providers(Context& context)
+{
+    IKVRLdapConnection& connection = context.session.Connection();
+    Databases found;
+    connection.EnumerateLdapProviders(found);
+    if (found.empty() && !EntryExists(connection, chainOverlayDn))
+    {
+        throw Failure(ExitCode::NotFound, context.command, NoChainOverlay());
+    }
+    return partOf(found, "name", "suffix");
+}
+
 struct Section
 {
     const char* name; /**< in JSON */
@@ -156,7 +177,9 @@ const std::vector<Section>& sections()
         {"rules", "Access rules of " + mainDatabaseName + ", in their order", accessRules},
         {"indexes", "Indexes of " + mainDatabaseName, indexes},
         {"limits", "Limits of " + mainDatabaseName, limits},
-        {"uniqueness", "Unique attributes of " + mainDatabaseName, uniqueness}};
+        {"uniqueness", "Unique attributes of " + mainDatabaseName, uniqueness},
+        {"agreements", "Replication agreements", agreements},
+        {"providers", "LDAP providers", providers}};
     return all;
 }
 
