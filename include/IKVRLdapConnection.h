@@ -250,7 +250,7 @@ public:
 
     /**
      * Attribute indexes of the main database ("olcDbIndex").
-     * @param indexes receives them in UTF-8, in the server's order
+     * @param indexes receives them in the server's order
      */
     virtual void EnumerateIndexes(std::list<std::string>& indexes) = 0;
 
@@ -312,7 +312,7 @@ public:
 
     /**
      * Rules of the main database's overlay "unique" ("olcUniqueURI", slapo-unique(5)).
-     * @param uris receives them in UTF-8, in the server's order; empty without the overlay
+     * @param uris receives them in the server's order; empty without the overlay
      */
     virtual void EnumerateDBUniqueness(std::list<std::string>& uris) = 0;
 
@@ -328,7 +328,7 @@ public:
 
     /**
      * Limits of the main database ("olcLimits", slapd.conf(5)).
-     * @param limits receives the whole stored values in UTF-8 by the requester, which is the text between
+     * @param limits receives the whole stored values by the requester, which is the text between
      *        the ordering prefix and the next blank; of equal requesters the last counts, a value of
      *        another form is left out
      */
@@ -359,7 +359,7 @@ public:
 
     /**
      * Agreements of the main database.
-     * @param agreements replaced by the stored values in UTF-8; left as it is when there is no such
+     * @param agreements replaced by the stored values; left as it is when there is no such
      *        database
      */
     virtual void EnumerateSyncRepls(std::list<std::string>& agreements) = 0;
