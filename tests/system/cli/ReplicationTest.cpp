@@ -226,6 +226,19 @@ TEST_F(CliSyncRepl, AServerDoesNotFollowItself)
     expectNothingAdded();
 }
 
+TEST_F(CliSyncRepl, NoneOfSeveralServersThatMayBeConnectedToIsFollowed)
+{
+    const std::string uris = server->uri() + " ldap://srv1.example.com";
+    const Outcome outcome = kvrLdap(asHost({"--uri", uris, "syncrepl", "add", "001", "srv1", "--yes"}));
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.err,
+              "kvr-ldap: syncrepl add: the provider 'srv1' is this server, which would take no writes but "
+              "its own\n"
+              "kvr-ldap: hint: the connection may lead to any server that --uri names: let it name one "
+              "only\n");
+    expectNothingAdded();
+}
+
 TEST_F(CliSyncRepl, AServerWithAnotherPortOfThisComputerMayBeFollowed)
 {
     EXPECT_EQ(run(asHost({"syncrepl", "add", "001", "localhost:1", "--yes"})).out,
@@ -295,6 +308,25 @@ TEST_F(CliSyncRepl, ADeletionTakesBothAgreementsAndMirrorModeAway)
                "removed agreement 001 with ldap://srv1.example.com:1; mirror mode is off");
     expectNothingAdded();
     EXPECT_EQ(changeConfiguration().status, 0);
+}
+
+TEST_F(CliSyncRepl, ADeletionOfWhichHalfIsRefusedTellsWhatStays)
+{
+    addAgreement();
+    ASSERT_EQ(run({"attr", "add", configDatabase, "olcAccess",
+                   R"({0}to dn.base="olcDatabase={0}config,cn=config" by * read)"})
+                  .status,
+              0);
+    const Outcome outcome = run(asHost({"syncrepl", "delete", "001", provider}));
+    EXPECT_EQ(outcome.status, 4);
+    EXPECT_THAT(outcome.err,
+                HasSubstr("kvr-ldap: syncrepl delete: the main database's agreement is deleted; what the "
+                          "configuration database still has:\n"
+                          "kvr-ldap: syncrepl delete: olcSyncrepl: " +
+                          agreement("cn=config") +
+                          "\n"
+                          "kvr-ldap: syncrepl delete: mirror mode: TRUE\n"));
+    EXPECT_THAT(values(mainDatabase, "olcSyncrepl"), IsEmpty());
 }
 
 TEST_F(CliSyncRepl, DeletingWhatIsNotThereChangesNothing)

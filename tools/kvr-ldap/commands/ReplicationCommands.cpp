@@ -88,17 +88,27 @@ std::string requireParameter(const Context& context, const std::string& name)
     return value;
 }
 
+std::string otherServerHint(const std::string& uris, bool isGiven)
+{
+    if (!isGiven)
+    {
+        return "PROVIDER names another one; without it, it is the parameter KVR_SERVER_HOST, by default "
+               "localhost";
+    }
+    return uris.find(' ') == std::string::npos
+               ? "a server with another port of the same host is named by HOST:PORT"
+               : "the connection may lead to any server that --uri names: let it name one only";
+}
+
 void requireOtherServer(const Context& context, const std::string& provider, bool isGiven)
 {
     IKVRCore& host = context.session.Host();
-    if (IsThisServer(*ParseHost(provider), context.session.Uris(),
-                     {host.GetHostName(), host.GetDomainName()}))
+    const std::string uris = Trim(context.session.Uris());
+    if (IsThisServer(*ParseHost(provider), uris, {host.GetHostName(), host.GetDomainName()}))
     {
-        throw context.UsageFailure(
-            "the provider " + inQuotes(provider) + " is this server, which would take no writes but its own",
-            isGiven ? "a server with another port of the same host is named by HOST:PORT"
-                    : "PROVIDER names another one; without it, it is the parameter "
-                      "KVR_SERVER_HOST, by default localhost");
+        throw context.UsageFailure("the provider " + inQuotes(provider) +
+                                       " is this server, which would take no writes but its own",
+                                   otherServerHint(uris, isGiven));
     }
 }
 
@@ -281,6 +291,27 @@ void confirmOthers(const Context& context, const Agreement& agreement,
             confirmed);
 }
 
+/** Tells what stays of an agreement of which the server has deleted the first half. */
+void tellSecondHalf(const Context& context, IKVRLdapConnection& connection, const std::string& firstHalf)
+{
+    if (IsMemberOfList(agreementsOf(connection), firstHalf))
+    {
+        return;
+    }
+    context.messages.Line(context.command +
+                          ": the main database's agreement is deleted; what the configuration "
+                          "database still has:");
+    const ConfigurationReplication configuration = ReadConfigurationReplication(connection, context.command);
+    for (const std::string& each : configuration.agreements)
+    {
+        context.messages.Line(context.command + ": olcSyncrepl: " + each);
+    }
+    if (configuration.mirrorMode)
+    {
+        context.messages.Line(context.command + ": mirror mode: " + *configuration.mirrorMode);
+    }
+}
+
 void remove(Context& context, const SyncReplArguments& arguments)
 {
     const Agreement agreement = agreementOf(context, arguments);
@@ -298,7 +329,17 @@ void remove(Context& context, const SyncReplArguments& arguments)
     const ConfigurationReplication configuration = ReadConfigurationReplication(connection, context.command);
     requireSecondHalf(context, agreement, *firstHalf, configuration);
     confirmOthers(context, agreement, configuration, arguments.confirmed);
-    connection.DeleteSyncRepl(agreement.identifier, agreement.provider);
+    try
+    {
+        connection.DeleteSyncRepl(agreement.identifier, agreement.provider);
+    }
+    catch (const EKVROpenLdapError&)
+    {
+        // Described now: what is looked up next replaces the session's result code.
+        const Failure failure = DescribeException(context.command, &connection, context.withPlace);
+        tellSecondHalf(context, connection, *firstHalf);
+        throw Failure(failure);
+    }
     TellChange(context.output, {"removed", "rid", agreement.identifier, "agreement",
                                 " with " + agreement.ProviderUri() + "; mirror mode is off"});
     context.output.Member("provider", agreement.ProviderUri());
