@@ -71,6 +71,16 @@ BareClient::BareClient()
             "logging in to", uri);
 }
 
+Result BareClient::search(const std::string& base, int scope, const std::string& filter)
+{
+    LDAPMessage* raw = nullptr;
+    const int code = ldap_search_ext_s(session_.get(), base.c_str(), scope, filter.c_str(), nullptr, 0,
+                                       nullptr, nullptr, nullptr, LDAP_NO_LIMIT, &raw);
+    Result result(raw);
+    require(code, "searching", base);
+    return result;
+}
+
 void BareClient::add(const std::string& dn, BareModifications& attributes)
 {
     require(ldap_add_ext_s(session_.get(), dn.c_str(), attributes.data(), nullptr, nullptr), "adding", dn);
@@ -93,7 +103,7 @@ void BareClient::removeWithChildren(const std::string& dn)
     LDAPMessage* raw = nullptr;
     const int code = ldap_search_ext_s(session_.get(), dn.c_str(), LDAP_SCOPE_SUBORDINATE, "(objectClass=*)",
                                        names, 0, nullptr, nullptr, nullptr, LDAP_NO_LIMIT, &raw);
-    const std::unique_ptr<LDAPMessage, int (*)(LDAPMessage*)> result(raw, ldap_msgfree);
+    const Result result(raw);
     require(code, "searching below", dn);
     for (LDAPMessage* entry = ldap_first_entry(session_.get(), raw); entry != nullptr;
          entry = ldap_next_entry(session_.get(), entry))

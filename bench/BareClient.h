@@ -31,11 +31,24 @@ private:
     std::vector<LDAPMod*> pointers_;
 };
 
+struct ResultRelease
+{
+    void operator()(LDAPMessage* result) const { ldap_msgfree(result); }
+};
+
+/** The received result of a search. */
+using Result = std::unique_ptr<LDAPMessage, ResultRelease>;
+
 /** libldap without the module, on an anonymous session of its own. Every failure is thrown. */
 class BareClient
 {
 public:
     BareClient();
+
+    LDAP* session() const { return session_.get(); }
+
+    /** All user attributes of what the search finds. */
+    Result search(const std::string& base, int scope, const std::string& filter);
 
     void add(const std::string& dn, BareModifications& attributes);
     void modify(const std::string& dn, BareModifications& changes);

@@ -1,0 +1,89 @@
+#include "Readers.h"
+
+#include <list>
+#include <stdexcept>
+
+namespace KVR::Bench
+{
+
+void BareReader::Search(const DataSet& data)
+{
+    result_.reset();
+    result_ = client_.search(data.base, data.baseOnly ? LDAP_SCOPE_BASE : LDAP_SCOPE_SUBTREE, data.filter);
+}
+
+std::size_t BareReader::Walk()
+{
+    std::size_t entries = 0;
+    LDAP* const session = client_.session();
+    for (LDAPMessage* entry = ldap_first_entry(session, result_.get()); entry != nullptr;
+         entry = ldap_next_entry(session, entry))
+    {
+        read(entry);
+        ++entries;
+    }
+    return entries;
+}
+
+void BareReader::read(LDAPMessage* entry)
+{
+    LDAP* const session = client_.session();
+    attributes_.clear();
+    char* const dn = ldap_get_dn(session, entry);
+    dn_ = dn;
+    ldap_memfree(dn);
+
+    BerElement* cursor = nullptr;
+    for (char* name = ldap_first_attribute(session, entry, &cursor); name != nullptr;
+         name = ldap_next_attribute(session, entry, cursor))
+    {
+        berval** const values = ldap_get_values_len(session, entry, name);
+        for (berval** value = values; *value != nullptr; ++value)
+        {
+            attributes_.emplace(name, (*value)->bv_val);
+        }
+        ldap_value_free_len(values);
+        ldap_memfree(name);
+    }
+    ber_free(cursor, 0);
+}
+
+ModuleReader::ModuleReader(const std::string& file) : module_(file), connection_(module_.connect()) {}
+
+void ModuleReader::Search(const DataSet& data)
+{
+    std::list<std::string> allAttributes;
+    query_.reset();
+    query_ = connection_->Search(data.base, data.filter, allAttributes,
+                                 data.baseOnly ? alSCOPE_BASE : alSCOPE_SUB);
+    if (!query_)
+    {
+        throw std::runtime_error("there is no entry " + data.base);
+    }
+}
+
+std::size_t ModuleReader::Walk()
+{
+    std::size_t entries = 0;
+    query_->First();
+    while (query_->Fetch(entity_))
+    {
+        ++entries;
+    }
+    return entries;
+}
+
+std::unique_ptr<Reader> makeReader(const std::string& side, const std::string& moduleFile)
+{
+    if (side == "module")
+    {
+        return std::make_unique<ModuleReader>(moduleFile);
+    }
+    if (side == "floor")
+    {
+        return std::make_unique<BareReader>();
+    }
+    throw std::invalid_argument("no side '" + side + "'");
+}
+
+} // namespace KVR::Bench

@@ -1,0 +1,85 @@
+// Processor time of reading, with the module and with bare libldap, as Google Benchmark takes and prints
+// it:
+//     dev/private-slapd run -- build/release/bin/read-speed --benchmark_out=FILE DATA...
+// "walk/SIDE/DATA" walks over a received result, "read/SIDE/DATA" searches and walks. LC_ALL decides the
+// character set that values arrive in.
+
+#include "Readers.h"
+
+#include <benchmark/benchmark.h>
+
+#include <clocale>
+#include <cstdlib>
+#include <exception>
+#include <iostream>
+#include <stdexcept>
+#include <string>
+
+namespace
+{
+
+using namespace KVR::Bench;
+
+// Readers live as long as one run, so that no result of a former run is in the way.
+
+void walk(benchmark::State& state, const std::string& side, const std::string& name)
+{
+    const auto reader = makeReader(side, KVR_MODULE_FILE);
+    reader->Search(dataSet(name));
+    std::size_t entries = reader->Walk();
+    for (auto turn : state)
+    {
+        entries = reader->Walk();
+        benchmark::DoNotOptimize(entries);
+    }
+    state.counters["entries"] = static_cast<double>(entries);
+}
+
+void read(benchmark::State& state, const std::string& side, const std::string& name)
+{
+    const auto reader = makeReader(side, KVR_MODULE_FILE);
+    const DataSet data = dataSet(name);
+    std::size_t entries = 0;
+    for (auto turn : state)
+    {
+        reader->Search(data);
+        entries = reader->Walk();
+        benchmark::DoNotOptimize(entries);
+    }
+    state.counters["entries"] = static_cast<double>(entries);
+}
+
+void registerSides(const std::string& name)
+{
+    const bool single = dataSet(name).baseOnly && name == "person";
+    for (const std::string side : {"floor", "module"})
+    {
+        const std::string title = (single ? "read/" : "walk/") + side + "/" + name;
+        benchmark::RegisterBenchmark(title.c_str(), single ? read : walk, side, name)
+            ->Unit(benchmark::kMicrosecond);
+    }
+}
+
+} // namespace
+
+int main(int count, char** arguments)
+{
+    try
+    {
+        if (std::setlocale(LC_ALL, "") == nullptr)
+        {
+            throw std::runtime_error("the locale of the environment is not there");
+        }
+        benchmark::Initialize(&count, arguments);
+        for (int n = 1; n < count; ++n)
+        {
+            registerSides(arguments[n]);
+        }
+        return benchmark::RunSpecifiedBenchmarks() > 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+    }
+    catch (const std::exception& error)
+    {
+        std::cerr << "read-speed: " << error.what() << std::endl;
+        return EXIT_FAILURE;
+    }
+}
