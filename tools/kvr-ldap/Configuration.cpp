@@ -1,5 +1,6 @@
 #include "Configuration.h"
 
+#include "Commands.h"
 #include "Lookup.h"
 
 #include <IKVRLdapConnection.h>
@@ -102,6 +103,26 @@ std::optional<std::string> AlikeOf(const std::list<std::string>& values, const s
         std::find_if(values.begin(), values.end(),
                      [&text](const std::string& value) { return value != text && IsAlike(value, text); });
     return found == values.end() ? std::nullopt : std::optional(*found);
+}
+
+std::string TellAlike(Output& output, const std::optional<std::string>& alike, const std::string& otherwise)
+{
+    if (!alike)
+    {
+        return otherwise;
+    }
+    output.Member("stored", *alike);
+    return "; stored is '" + *alike + "'";
+}
+
+Failure RefusedBeside(Context& context, const std::optional<std::string>& alike)
+{
+    Failure failure = DescribeException(context.command, &context.session.Connection(), context.withPlace);
+    if (alike)
+    {
+        failure.advice = "stored is '" + *alike + "'";
+    }
+    return failure;
 }
 
 StoredLimit ParseLimit(const std::string& value)

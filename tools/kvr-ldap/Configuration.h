@@ -16,6 +16,8 @@ class IKVRLdapConnection;
 namespace KVR::Cli
 {
 
+struct Context;
+
 /** Name of the server's main database, such as "{1}hdb". */
 extern const std::string mainDatabaseName;
 
@@ -50,6 +52,16 @@ bool IsAlike(const std::string& one, const std::string& other);
 
 /** The first of the values that is alike but not the same. */
 std::optional<std::string> AlikeOf(const std::list<std::string>& values, const std::string& text);
+
+/**
+ * Tells programs of a stored text that is alike.
+ * @return the same for people, behind what they are told of a change; without such a text the other remark
+ */
+std::string TellAlike(Output& output, const std::optional<std::string>& alike,
+                      const std::string& otherwise = "");
+
+/** The failure that the exception being handled stands for, with the stored text that is alike as a hint. */
+Failure RefusedBeside(Context& context, const std::optional<std::string>& alike);
 
 /** A value of "olcLimits" (slapd.conf(5), section "limits"). */
 struct StoredLimit

@@ -151,20 +151,11 @@ void add(Context& context, const LimitArguments& arguments)
     }
     catch (const EKVRError&)
     {
-        Failure failure = DescribeException(context.command, &connection, context.withPlace);
-        if (alike)
-        {
-            failure.advice = "stored is '" + *alike + "'";
-        }
-        throw failure;
-    }
-    if (alike)
-    {
-        context.output.Member("stored", *alike);
+        throw RefusedBeside(context, alike);
     }
     context.output.Member("limit", limit);
-    TellChange(context.output,
-               {"added", "who", who, "limit", ' ' + limit + (alike ? "; stored is '" + *alike + "'" : "")});
+    const std::string remark = TellAlike(context.output, alike);
+    TellChange(context.output, {"added", "who", who, "limit", ' ' + limit + remark});
 }
 
 /** The one limit of a requester, or nothing. */
@@ -206,13 +197,8 @@ void remove(Context& context, const LimitArguments& arguments)
     const std::optional<StoredLimit> limit = limitOf(context, stored, who);
     if (!limit)
     {
-        const std::optional<std::string> alike = alikeOf(stored, who);
-        if (alike)
-        {
-            context.output.Member("stored", *alike);
-        }
-        TellChange(context.output, {"unchanged", "who", who, "limit",
-                                    alike ? "; stored is '" + *alike + "'" : ", it has none"});
+        const std::string remark = TellAlike(context.output, alikeOf(stored, who), ", it has none");
+        TellChange(context.output, {"unchanged", "who", who, "limit", remark});
         return;
     }
     const auto same = known.find(who);

@@ -41,7 +41,9 @@ Part partOf(const Databases& databases, const std::string& key, const std::strin
     std::vector<Row> rows;
     for (const auto& [name, suffix] : databases)
     {
-        lines.push_back(name + std::string(width - name.size() + 2, ' ') + suffix);
+        std::string line = name;
+        line.resize(width + 2, ' ');
+        lines.push_back(line + suffix);
         rows.push_back({{key, name}, {value, suffix}});
     }
     return {lines, rows};
@@ -214,7 +216,7 @@ public:
             const Failure failure = DescribeException(context_.command, &connection_, context_.withPlace);
             if (failure.exitCode == ExitCode::NoConnection)
             {
-                throw failure;
+                throw;
             }
             Miss(section, failure);
         }
@@ -226,7 +228,7 @@ public:
         context_.output.Member("unavailable", missing_);
         if (!shown_)
         {
-            throw *firstFailure_;
+            throw Failure(*firstFailure_);
         }
     }
 

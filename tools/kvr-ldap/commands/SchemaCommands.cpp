@@ -185,7 +185,7 @@ void adjustGecos(Context& context)
         {
             tellCure(context, *before, lost.has_value());
         }
-        throw failure;
+        throw Failure(failure);
     }
     const std::optional<GecosDefinition> after = findGecos(connection);
     const bool isNew = after && after->text != before->text;

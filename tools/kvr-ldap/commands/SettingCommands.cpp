@@ -45,7 +45,7 @@ const Setting uniqueness{"uniqueness rule",
 
 std::string textOf(const Context& context, const Setting& setting, const std::string& argument)
 {
-    const std::string text = context.Utf8(argument);
+    std::string text = context.Utf8(argument);
     if (Trim(text).empty())
     {
         throw context.UsageFailure("the " + setting.argument + " is empty");
@@ -72,12 +72,8 @@ void list(Context& context, const Setting& setting)
 void tell(Context& context, const Setting& setting, const std::string& result, const std::string& text,
           const std::optional<std::string>& alike, const std::string& otherwise)
 {
-    if (alike)
-    {
-        context.output.Member("stored", *alike);
-    }
-    TellChange(context.output, {result, setting.member, text, setting.label,
-                                alike ? "; stored is '" + *alike + "'" : otherwise});
+    const std::string remark = TellAlike(context.output, alike, otherwise);
+    TellChange(context.output, {result, setting.member, text, setting.label, remark});
 }
 
 void add(Context& context, const Setting& setting, const std::string& argument)
@@ -99,15 +95,9 @@ void add(Context& context, const Setting& setting, const std::string& argument)
     }
     catch (const EKVROpenLdapError&)
     {
-        if (!alike)
+        if (!alike || LastResult(connection) != valueExists)
         {
-            throw;
-        }
-        if (LastResult(connection) != valueExists)
-        {
-            Failure failure = DescribeException(context.command, &connection, context.withPlace);
-            failure.advice = "stored is '" + *alike + "'";
-            throw failure;
+            throw RefusedBeside(context, alike);
         }
         tell(context, setting, "unchanged", text, alike, "");
         return;
