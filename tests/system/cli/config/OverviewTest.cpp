@@ -1,4 +1,5 @@
 #include "ConfigTest.h"
+#include "LdapResponder.h"
 
 #include <map>
 
@@ -305,6 +306,19 @@ TEST_F(CliOverview, OfNoServerEndsWith5)
     EXPECT_EQ(outcome.status, 5);
     EXPECT_EQ(outcome.json().at("error").at("exitCode"), 5);
     EXPECT_THAT(outcome.out, Not(HasSubstr("unavailable")));
+}
+
+TEST_F(CliOverview, ThatLosesTheServerEndsWith5AndKeepsOneDocument)
+{
+    KVR::Support::LdapResponder leaving;
+    leaving.onSearch(KVR::Support::Answer().entry(
+        mainDatabaseDn, {{"olcDatabase", {mainDatabase}}, {"olcSuffix", {"dc=example,dc=com"}}}));
+    leaving.onSearch(KVR::Support::Answer().drop());
+    const Outcome outcome = kvrLdap({"overview", "--uri", leaving.uri(), "--output", "json"});
+    EXPECT_EQ(outcome.status, 5);
+    EXPECT_EQ(outcome.json().at("databases").size(), 1U);
+    EXPECT_EQ(outcome.json().at("error").at("resultCode"), -1);
+    EXPECT_EQ(leaving.requests(KVR::Support::Operation::Search).size(), 2U);
 }
 
 TEST_F(CliOverview, ALatin1ProcessShowsLatin1)
