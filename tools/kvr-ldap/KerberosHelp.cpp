@@ -66,7 +66,7 @@ std::string KerberosHelp(const std::string& diagnostic)
     for (const KnownText& known : knownTexts)
     {
         const std::size_t place = diagnostic.find(known.text);
-        const std::string help = place == std::string::npos ? "" : helpAt(known, diagnostic, place);
+        std::string help = place == std::string::npos ? "" : helpAt(known, diagnostic, place);
         if (!help.empty())
         {
             return help;

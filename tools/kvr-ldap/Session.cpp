@@ -104,7 +104,7 @@ bool isNetworkFailure(std::optional<long> code)
 {
     constexpr long serverDown = -1;
     constexpr long timedOut = -5;
-    return code == serverDown || code == timedOut;
+    return code && (*code == serverDown || *code == timedOut);
 }
 
 /** Kind of a failed connect; without a session the module or the library refused the URIs. */

@@ -66,7 +66,7 @@ std::string requireUri(const Context& context, const ProviderArguments& argument
     {
         throw context.UsageFailure("the URI is empty", hint);
     }
-    const std::string written = uri.find(scheme) == std::string::npos ? scheme + uri : uri;
+    std::string written = uri.find(scheme) == std::string::npos ? scheme + uri : uri;
     if (!ParseServerUri(written))
     {
         throw context.UsageFailure(
@@ -104,7 +104,8 @@ void list(Context& context)
     std::vector<Row> rows;
     for (const auto& [name, suffix] : providers)
     {
-        context.output.Line(name + "  " + suffix);
+        std::string line = name;
+        context.output.Line(line.append("  ").append(suffix));
         rows.push_back({{"name", name}, {"suffix", suffix}});
     }
     context.output.Member("providers", rows);

@@ -35,7 +35,7 @@ std::string inQuotes(const std::string& text)
 
 std::string requireIdentifier(const Context& context, const SyncReplArguments& arguments)
 {
-    const std::string identifier = context.Utf8(arguments.identifier.value_or("001"));
+    std::string identifier = context.Utf8(arguments.identifier.value_or("001"));
     constexpr std::size_t longest = 3;
     if (identifier.empty() || identifier.size() > longest ||
         identifier.find_first_not_of("0123456789") != std::string::npos)
@@ -49,7 +49,7 @@ std::string requireIdentifier(const Context& context, const SyncReplArguments& a
 /** The host of the provider. Quotation marks would end the value that it becomes part of. */
 std::string requireProvider(const Context& context, const SyncReplArguments& arguments)
 {
-    const std::string provider =
+    std::string provider =
         arguments.provider ? context.Utf8(*arguments.provider) : context.session.Host().GetServerHost();
     if (provider.empty())
     {
@@ -74,7 +74,7 @@ std::string requireProvider(const Context& context, const SyncReplArguments& arg
 /** A host parameter that becomes part of a stored agreement. */
 std::string requireParameter(const Context& context, const std::string& name)
 {
-    const std::string value = context.session.HostParameter(name);
+    std::string value = context.session.HostParameter(name);
     if (Trim(value).empty())
     {
         throw context.UsageFailure("the host parameter " + name + " is not set",
