@@ -72,6 +72,13 @@ TEST_F(CliProvider, TheBaseDnTellsTheOwnDomainToo)
     expectMainDatabaseWithData();
 }
 
+TEST_F(CliProvider, TheDomainNameTellsItWithoutABaseDn)
+{
+    expectRefusal({"provider", "delete", "EXAMPLE.COM", "--yes", "--param", "KVR_DOMAIN_NAME=example.com"}, 2,
+                  ownDomain("EXAMPLE.COM"));
+    expectMainDatabaseWithData();
+}
+
 TEST_F(CliProvider, AHostThatDoesNotKnowItsDomainDeletesNoDatabaseWithDataEither)
 {
     expectRefusal({"provider", "delete", "EXAMPLE.COM", "--yes"}, 1,
