@@ -120,6 +120,19 @@ TEST_F(AddSyncReplTest, OfTheParametersTheUserAndTheDomainAreRead)
     EXPECT_THAT(reads, UnorderedElementsAre("GetParameter KVRD_USER", "GetParameter DOMAIN_DN"));
 }
 
+TEST_F(AddSyncReplTest, TheHostsServerIsNotAskedForWhenAProviderIsGiven)
+{
+    host.calls.clear();
+    sentFor("", "srv2");
+    EXPECT_EQ(0U, host.count("GetServerHost"));
+    responder.clear();
+    has({mainAgreement("002", "ldap://srv2")});
+    EXPECT_EQ(Caught(), caught([&] { connection.DeleteSyncRepl("002", "srv2"); }));
+    EXPECT_EQ(0U, host.count("GetServerHost"));
+    sentFor("", "");
+    EXPECT_EQ(1U, host.count("GetServerHost"));
+}
+
 TEST_F(AddSyncReplTest, WithoutParametersTheirPlacesAreEmpty)
 {
     host.parameters.clear();
@@ -163,6 +176,16 @@ TEST_F(AddSyncReplTest, AProviderInUseIsToldWithItsScheme)
     EXPECT_EQ(plainError("SyncRepl with provider=\"ldap://srv2\" already exists:\n"
                          "'rid=\"003\" provider=\"ldap://srv2\"'."),
               refusalBy({"first", stored, "last"}, "002", "srv2"));
+}
+
+TEST_F(AddSyncReplTest, OfAnAgreementThatExistsNeitherIdentityNorDomainAreAskedFor)
+{
+    for (const std::string stored : {"rid=\"002\"", "provider=\"ldap://srv2\""})
+    {
+        host.calls.clear();
+        EXPECT_EQ(std::type_index(typeid(EKVRError)), refusalBy({stored}, "002", "srv2").type);
+        EXPECT_THAT(host.calls, IsEmpty());
+    }
 }
 
 TEST_F(AddSyncReplTest, DefaultsAreSoughtToo)

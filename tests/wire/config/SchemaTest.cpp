@@ -198,6 +198,14 @@ TEST_F(SchemaRegisteredTest, TheNameGoesIntoTheFilterAsItIs)
                                                       "(&(objectClass=olcSchemaConfig)(cn={*})) for cn"));
 }
 
+TEST_F(SchemaRegisteredTest, AZeroByteEndsTheNameInTheFilter)
+{
+    connectOverriding();
+    overriding.IsLdapSchemaRegistered(std::string("nis\0more", 8));
+    EXPECT_EQ("Search cn=schema,cn=config scope 2 (&(objectClass=olcSchemaConfig)(cn={*}nis)) for cn",
+              overriding.calls.front());
+}
+
 TEST_F(SchemaRegisteredTest, WithoutASessionItIsRefused)
 {
     connection.Disconnect();
