@@ -132,12 +132,21 @@ TEST_F(SchemaRegistrationTest, FailuresOfTheHostArePassedOnAndEndIt)
     const auto failureOf = [](const std::string& function) {
         return Caught{typeid(std::runtime_error), function, "", ""};
     };
+    machine.throwing = "IsPathExist";
+    EXPECT_EQ(failureOf("IsPathExist"), registering("x.ldif"));
+    EXPECT_EQ(folder, machine.calls.back());
+    machine.throwing = "IsFileExist";
+    EXPECT_EQ(failureOf("IsFileExist"), registering("x.ldif"));
+    EXPECT_EQ(file, machine.calls.back());
     machine.throwing = "ExecCommand";
     EXPECT_EQ(failureOf("ExecCommand"), registering("x.ldif"));
     EXPECT_EQ(command, machine.calls.back());
     machine.throwing = "Chmod";
     EXPECT_EQ(failureOf("Chmod"), registering("x.ldif"));
     EXPECT_EQ(mode, machine.calls.back());
+    machine.throwing = "Chown";
+    EXPECT_EQ(failureOf("Chown"), registering("x.ldif"));
+    EXPECT_EQ(owner, machine.calls.back());
     host.throwFrom("GetParameter");
     EXPECT_EQ(failureOf("GetParameter"), registering("x.ldif"));
     EXPECT_EQ(parameter, machine.calls.back());
