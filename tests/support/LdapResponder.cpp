@@ -211,13 +211,15 @@ void LdapResponder::stop()
 void LdapResponder::wake() const
 {
     const std::uint64_t one = 1;
-    static_cast<void>(::write(wakeup_.get(), &one, sizeof one));
+    // Fails only when the counter is full, and the thread is woken then as well.
+    [[maybe_unused]] const ssize_t written = ::write(wakeup_.get(), &one, sizeof one);
 }
 
 void LdapResponder::obeyCommands()
 {
     std::uint64_t count = 0;
-    static_cast<void>(::read(wakeup_.get(), &count, sizeof count));
+    // Fails only when nobody has woken the thread; there is nothing to take then.
+    [[maybe_unused]] const ssize_t taken = ::read(wakeup_.get(), &count, sizeof count);
     const std::lock_guard<std::mutex> lock(mutex_);
     if (dropping_)
     {
