@@ -3,6 +3,8 @@
 #include "RunningScript.h"
 #include "ScopedEnvironment.h"
 
+#include <cstdlib>
+#include <stdexcept>
 #include <string>
 
 namespace KVR::Support
@@ -21,12 +23,28 @@ public:
     const std::string& folder() const { return script_.answer(); }
 
     /** The name of a ticket cache, as KRB5CCNAME takes it. The file need not exist. */
-    std::string cache(const std::string& name) const { return "FILE:" + folder() + "/" + name + ".ccache"; }
+    std::string cache(const std::string& name) const { return "FILE:" + cacheFile(name); }
 
-    /** No ticket is to be had any more. */
-    void stop() { script_.stop(); }
+    /** The file of such a cache. */
+    std::string cacheFile(const std::string& name) const { return folder() + "/" + name + ".ccache"; }
+
+    /** Makes a cache with a ticket that has expired. */
+    void makeExpired(const std::string& name) const { tool("expired-ticket", cacheFile(name)); }
+
+    /** Stops the key distribution centre. Caches, keys and configuration stay. */
+    void stopCentre() const { tool("stop"); }
 
 private:
+    void tool(const std::string& action, const std::string& argument = "") const
+    {
+        const std::string command =
+            std::string(KVR_PRIVATE_KDC) + " " + action + " " + folder() + " " + argument;
+        if (std::system(command.c_str()) != 0) // NOLINT(cert-env33-c,concurrency-mt-unsafe): own script
+        {
+            throw std::runtime_error("failed: " + command);
+        }
+    }
+
     RunningScript script_;
     ScopedEnvironment configuration_{"KRB5_CONFIG", script_.answer() + "/krb5.conf"};
 };
