@@ -91,11 +91,17 @@ objectClass: olcDatabaseConfig
 objectClass: olcFrontendConfig
 olcDatabase: {-1}frontend
 olcAccess: {0}$(access_rule frontend)
+LDIF
+    if [ "${chain:?}" = yes ]; then
+        cat <<LDIF
 
 dn: olcOverlay={0}chain,olcDatabase={-1}frontend,cn=config
 objectClass: olcOverlayConfig
 objectClass: olcChainConfig
 olcOverlay: {0}chain
+LDIF
+    fi
+    cat <<LDIF
 
 dn: olcDatabase={0}config,cn=config
 objectClass: olcDatabaseConfig
