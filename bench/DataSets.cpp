@@ -11,7 +11,8 @@ namespace
 {
 
 constexpr std::size_t numberDigits = 6;
-const std::string everything = "(objectClass=*)";
+constexpr char everything[] = "(objectClass=*)";
+constexpr char everyPerson[] = "(uid=user*)";
 
 /**
  * The people 1 to N. Their numbers have six digits, so that those below N are the ones that begin with
@@ -26,7 +27,7 @@ std::string firstPeople(const std::string& number)
     }
     if (number.size() > numberDigits)
     {
-        return "(uid=user*)";
+        return everyPerson;
     }
     const std::string start = "(uid=user" + std::string(numberDigits - number.size(), '0');
     std::string filter = "(|";
@@ -45,6 +46,10 @@ DataSet dataSet(const std::string& name)
     const std::size_t dash = name.find('-');
     const std::string kind = name.substr(0, dash);
     const std::string number = dash == std::string::npos ? "" : name.substr(dash + 1);
+    if (name == "people")
+    {
+        return {"ou=people," + suffix, everyPerson};
+    }
     if (kind == "people" || kind == "latin")
     {
         return {std::string("ou=").append(kind).append(",").append(suffix), firstPeople(number)};

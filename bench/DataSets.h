@@ -15,6 +15,7 @@ struct DataSet
 
 /**
  * The data set of this name:
+ *   people     all people
  *   people-N   N people, latin-N N people whose values ISO-8859-1 can express;
  *              N is a digit and zeros, from 10 on
  *   wide       entries of 60 attributes and 200 values

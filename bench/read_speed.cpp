@@ -66,7 +66,8 @@ int main(int count, char** arguments)
 {
     try
     {
-        if (std::setlocale(LC_ALL, "") == nullptr)
+        // The character set only: numbers are read and written with a point.
+        if (std::setlocale(LC_CTYPE, "") == nullptr)
         {
             throw std::runtime_error("the locale of the environment is not there");
         }
