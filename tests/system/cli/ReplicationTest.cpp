@@ -1,5 +1,6 @@
 // Replication agreements, and what the command line keeps an administrator from.
 
+#include "LdapResponder.h"
 #include "PartnerWriteTest.h"
 
 #include <algorithm>
@@ -299,6 +300,24 @@ TEST_F(CliSyncRepl, AnAdditionOfWhichHalfIsRefusedTellsHowToTakeItBack)
             agreement("dc=example,dc=com") + "'\n");
     ASSERT_EQ(run({"attr", "remove", mainDatabase, "olcSyncrepl", agreement("dc=example,dc=com")}).status, 0);
     expectNothingAdded();
+}
+
+TEST(CliSyncReplAnswer, AConnectionThatIsLostHalfWayIsTheFailureThatIsTold)
+{
+    KVR::Support::LdapResponder responder;
+    for (int search = 0; search < 4; ++search)
+    {
+        responder.onSearch(KVR::Support::Answer().entry("olcDatabase=x,cn=config"));
+    }
+    responder.onModify(KVR::Support::Answer().drop());
+    responder.onSearch(KVR::Support::Answer().drop());
+    const Outcome outcome = kvrLdap({"--uri", responder.uri(), "syncrepl", "add", "001", provider, "--yes",
+                                     "--param", "KVRD_USER=kvrd", "--param", "DOMAIN_DN=dc=example,dc=com"});
+    EXPECT_EQ(outcome.status, 5);
+    EXPECT_THAT(outcome.err,
+                HasSubstr("kvr-ldap: syncrepl add: how much of it is done is unknown\n"
+                          "kvr-ldap: syncrepl add: OpenLDAP error on modifying attribute 'olcSyncrepl'"));
+    EXPECT_THAT(outcome.err, EndsWith(" - Can't contact LDAP server\n"));
 }
 
 TEST_F(CliSyncRepl, ADeletionTakesBothAgreementsAndMirrorModeAway)

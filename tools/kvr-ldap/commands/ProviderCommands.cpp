@@ -5,6 +5,7 @@
 #include "../Lookup.h"
 #include "../Partner.h"
 #include "../ProviderDatabases.h"
+#include "../Remains.h"
 
 #include <IKVRLdapConnection.h>
 #include <IKVRLdapEntity.h>
@@ -213,10 +214,15 @@ void tellingRemains(const Context& context, const std::string& domain, const std
     {
         // Described now: what is looked up next replaces the session's result code.
         const Failure failure = DescribeException(context.command, &connection, context.withPlace);
-        for (const Database& each : FindProviderDatabases(connection, DomainToDn(domain)).All())
-        {
-            context.messages.Line(context.command + ": " + what + ": " + each.Description());
-        }
+        TellRemains(context,
+                    [&]
+                    {
+                        for (const Database& each :
+                             FindProviderDatabases(connection, DomainToDn(domain)).All())
+                        {
+                            context.messages.Line(context.command + ": " + what + ": " + each.Description());
+                        }
+                    });
         throw Failure(failure);
     }
 }

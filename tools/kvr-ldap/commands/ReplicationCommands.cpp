@@ -3,9 +3,9 @@
 #include "../Configuration.h"
 #include "../Confirmation.h"
 #include "../Partner.h"
+#include "../Remains.h"
 #include "../Replication.h"
 
-#include <EKVROpenLdapError.h>
 #include <IKVRLdapConnection.h>
 #include <kvr/KVRUtils.h>
 
@@ -225,11 +225,11 @@ void add(Context& context, const SyncReplArguments& arguments)
     {
         connection.AddSyncRepl(agreement.identifier, agreement.provider);
     }
-    catch (const EKVROpenLdapError&)
+    catch (const EKVRError&)
     {
         // Described now: what is looked up next replaces the session's result code.
         const Failure failure = DescribeException(context.command, &connection, context.withPlace);
-        tellFirstHalf(context, connection, agreement);
+        TellRemains(context, [&] { tellFirstHalf(context, connection, agreement); });
         throw Failure(failure);
     }
     TellChange(context.output,
@@ -333,11 +333,11 @@ void remove(Context& context, const SyncReplArguments& arguments)
     {
         connection.DeleteSyncRepl(agreement.identifier, agreement.provider);
     }
-    catch (const EKVROpenLdapError&)
+    catch (const EKVRError&)
     {
         // Described now: what is looked up next replaces the session's result code.
         const Failure failure = DescribeException(context.command, &connection, context.withPlace);
-        tellSecondHalf(context, connection, *firstHalf);
+        TellRemains(context, [&] { tellSecondHalf(context, connection, *firstHalf); });
         throw Failure(failure);
     }
     TellChange(context.output, {"removed", "rid", agreement.identifier, "agreement",
