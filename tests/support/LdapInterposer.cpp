@@ -142,7 +142,15 @@ extern "C"
         {
             return *current->initializeCode;
         }
-        const int code = __real_ldap_initialize(session, uri);
+        int code = LDAP_SUCCESS;
+        if (current->makeSession)
+        {
+            *session = current->makeSession();
+        }
+        else
+        {
+            code = __real_ldap_initialize(session, uri);
+        }
         current->session = code == LDAP_SUCCESS ? *session : nullptr;
         if (current->session != nullptr && !current->initializeDiagnostic.empty())
         {
@@ -297,13 +305,17 @@ extern "C"
 
     char* __wrap_ldap_get_dn(LDAP* session, LDAPMessage* entry)
     {
+        if (current != nullptr)
+        {
+            current->readDns++;
+        }
         return current != nullptr && current->withholdDn ? nullptr : __real_ldap_get_dn(session, entry);
     }
 
     int __wrap_ldap_get_dn_ber(LDAP* session, LDAPMessage* entry, BerElement** cursor, berval* dn)
     {
-        return current != nullptr && current->withholdDn ? LDAP_DECODING_ERROR
-                                                         : __real_ldap_get_dn_ber(session, entry, cursor, dn);
+        const bool refused = current != nullptr && (current->withholdDn || current->refuseInPlace);
+        return refused ? LDAP_DECODING_ERROR : __real_ldap_get_dn_ber(session, entry, cursor, dn);
     }
 
     int __wrap_ldap_get_attribute_ber(LDAP* session, LDAPMessage* entry, BerElement* cursor, berval* name,

@@ -93,6 +93,7 @@ public:
     std::vector<Write> modifies;
     std::vector<LDAPMessage*> freed; /**< by ldap_msgfree, null not counted */
     int unbinds = 0;
+    int readDns = 0;        /**< calls of ldap_get_dn */
     int unfreedAtCheck = 0; /**< unfreedResults() when the session's result code was read last */
     /** @} */
 
@@ -108,9 +109,13 @@ public:
     std::optional<int> countEntries;     /**< result of ldap_count_entries */
     bool refuseUrls = false;             /**< ldap_is_ldap_url says no */
     bool withholdDn = false;             /**< ldap_get_dn gives null, ldap_get_dn_ber fails */
+    bool refuseInPlace = false;          /**< ldap_get_dn_ber fails, before it touches anything */
     /** Attributes that ldap_get_values_len gives null for, and ldap_get_attribute_ber fails at. */
     std::set<std::string> withheldValues;
     std::optional<std::chrono::milliseconds> answerTimeout; /**< in place of any LDAP_OPT_TIMEOUT */
+
+    /** Makes the sessions in place of ldap_initialize. */
+    std::function<LDAP*()> makeSession;
 
     /** Replaces ldap_sasl_interactive_bind_s; without one it succeeds and sends nothing. */
     std::function<int(const InteractiveBind&)> interactiveBind;

@@ -32,7 +32,8 @@ class CKVRReceivedEntry
 {
 public:
     /**
-     * Gathers the entry.
+     * Gathers the entry. Where its elements do not fit together it is left as it was sent but for the
+     * tag behind the DN, and if that one was wrong the session keeps LDAP_DECODING_ERROR.
      * @return false when it is not plain: it can't be decoded, lacks its DN, an attribute has no values or
      *         comes twice, in whatever letter case, or DN or a name holds something that a C string or
      *         ASCII can't. The gathered is of no use then

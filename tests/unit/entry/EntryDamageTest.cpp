@@ -1,0 +1,197 @@
+// Damaged entries: nothing crashes, and none is read as if nothing was wrong. Whether bytes are damaged
+// says a reader that knows the calls by name only, with a copy of its own: what is read in place is
+// changed by it, so that damaged bytes can't be read twice in the same way.
+
+#include "EntryBytes.h"
+#include "EntryGenerator.h"
+#include "EntryReadings.h"
+
+#include <gtest/gtest.h>
+#include <ldap.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+namespace KVR::Support
+{
+namespace
+{
+
+/** Damaged bytes with a sound entry behind them. */
+EntryAnswer followedBySound(const std::string& damaged, int code = 0)
+{
+    return {{damaged, entryContent("cn=b", {{"cn", {"b"}}})}, code, ""};
+}
+
+/** Small entries, every byte of which can be tried. */
+std::vector<std::string> smallEntries()
+{
+    return {entryContent("cn=a", {{"cn", {"a", "bc"}}, {"sn", {"d"}}, {"o", {"", "e"}}}),
+            entryContent("cn=a", {{"cn", {"a"}}, {"sn", {"d"}}}, LengthForm::FourBytes),
+            entryContent("cn=a", {{"cn", {"a"}}, {"CN", {"d"}}, {"sn", {}}}), entryContent("", {{"a", {""}}}),
+            entryContent("cn=a", {})};
+}
+
+/** Judges each small entry with each of its bytes changed in every way that the test wants. */
+template <typename Values>
+void expectRightWithEachByteChanged(const Values& valuesFor)
+{
+    for (const std::string& whole : smallEntries())
+    {
+        for (std::size_t at = 0; at < whole.size(); ++at)
+        {
+            for (const int value : valuesFor(whole[at]))
+            {
+                std::string damaged = whole;
+                damaged[at] = static_cast<char>(value);
+                ASSERT_EQ("", judgeDamaged(followedBySound(damaged)));
+            }
+        }
+    }
+}
+
+TEST(EntryDamage, EveryTruncationIsSeenAtTheEndOfTheWalk)
+{
+    for (const std::string& whole : smallEntries())
+    {
+        for (std::size_t size = 0; size < whole.size(); ++size)
+        {
+            SCOPED_TRACE(printable(whole.substr(0, size)));
+            for (const int code : {0, 4})
+            {
+                const EntryAnswer answer = followedBySound(whole.substr(0, size), code);
+                ASSERT_EQ("", judgeDamaged(answer));
+                const Reading reading = readAnswer(answer, Road::AsItIs);
+                EXPECT_FALSE(reading.quiet);
+                EXPECT_EQ(reading.keptCode, LDAP_DECODING_ERROR);
+            }
+        }
+    }
+}
+
+TEST(EntryDamage, EveryByteMayHaveEveryValueInAnEntryOfOneAttribute)
+{
+    const std::string whole = entryContent("cn=a", {{"cn", {"a", "bc"}}});
+    for (std::size_t at = 0; at < whole.size(); ++at)
+    {
+        for (int value = 0; value < 256; ++value)
+        {
+            std::string damaged = whole;
+            damaged[at] = static_cast<char>(value);
+            ASSERT_EQ("", judgeDamaged(followedBySound(damaged)));
+        }
+    }
+}
+
+TEST(EntryDamage, EveryByteMayBeATagOrALengthThatItIsNot)
+{
+    expectRightWithEachByteChanged(
+        [](char)
+        {
+            return std::vector<int>{0x00, 0x01, 0x02, 0x04, 0x05, 0x1f, 0x24, 0x30, 0x31, 0x3f, 0x64,
+                                    0x7f, 0x80, 0x81, 0x82, 0x83, 0x84, 0x88, 0xa0, 0xbf, 0xff};
+        });
+}
+
+TEST(EntryDamage, EveryByteMayBeALittleMoreOrLess)
+{
+    expectRightWithEachByteChanged(
+        [](char byte)
+        { return std::vector<int>{byte - 3, byte - 2, byte - 1, byte + 1, byte + 2, byte + 3}; });
+}
+
+TEST(EntryDamage, EveryByteMayBeMissingOrComeTwice)
+{
+    for (const std::string& whole : smallEntries())
+    {
+        for (std::size_t at = 0; at < whole.size(); ++at)
+        {
+            ASSERT_EQ("", judgeDamaged(followedBySound(whole.substr(0, at) + whole.substr(at + 1))));
+            ASSERT_EQ("", judgeDamaged(
+                              followedBySound(whole.substr(0, at) + whole.substr(at, 1) + whole.substr(at))));
+        }
+    }
+}
+
+TEST(EntryDamage, BytesBehindTheAttributesAreNoPartOfThem)
+{
+    for (const std::string& whole : smallEntries())
+    {
+        for (const char* behind : {"\x04\x01x",
+                                   "\x30\x08\x04\x02"
+                                   "cn\x31\x02\x04\x7f",
+                                   "\xff", "\x84\xff\xff\xff\xff"})
+        {
+            ASSERT_EQ("", judgeDamaged(followedBySound(whole + behind)));
+        }
+    }
+}
+
+TEST(EntryDamage, LengthsMayBeAsLongAsTheyCanBe)
+{
+    for (const std::string& whole : smallEntries())
+    {
+        for (std::size_t at = 0; at < whole.size(); ++at)
+        {
+            for (const std::string length :
+                 {"\x84\x7f\xff\xff\xff", "\x84\xff\xff\xff\xff", "\x88\x7f\xff\xff\xff\xff\xff\xff\xff",
+                  "\x88\xff\xff\xff\xff\xff\xff\xff\xff", "\x88\xff\xff\xff\xff\xff\xff\xff\xf0",
+                  "\x89\x01\x01\x01\x01\x01\x01\x01\x01\x01", "\x81\xff", "\x82\xff\xff", "\x80"})
+            {
+                ASSERT_EQ("",
+                          judgeDamaged(followedBySound(whole.substr(0, at) + length + whole.substr(at + 1))));
+            }
+        }
+    }
+}
+
+TEST(EntryDamage, SeveralBytesMayBeChangedByChance)
+{
+    EntryGenerator generator(10);
+    for (int number = 0; number < 4000; ++number)
+    {
+        EntryAnswer answer = generator.answer(number % 2 == 0);
+        std::string& bytes = answer.entries.front();
+        bytes.resize(std::min<std::size_t>(bytes.size(), 2000));
+        for (std::uint32_t left = 1 + generator.below(4); left > 0 && !bytes.empty(); --left)
+        {
+            const std::size_t at = generator.below(static_cast<std::uint32_t>(bytes.size()));
+            bytes[at] =
+                static_cast<char>(generator.below(2) == 0 ? generator.below(256) : generator.below(8));
+        }
+        ASSERT_EQ("", judgeDamaged(answer)) << number;
+    }
+}
+
+/** The answer as it is sent, which the first message's own tag and length begin. */
+TEST(EntryDamage, TheMessagesThemselvesMayBeDamaged)
+{
+    constexpr std::size_t headSize = 12;
+    for (std::size_t at = 0; at < headSize; ++at)
+    {
+        for (int value = 0; value < 256; ++value)
+        {
+            EntryAnswer answer = followedBySound(entryContent("cn=a", {{"cn", {"a"}}}));
+            answer.spoil = [&](std::string& bytes) { bytes.at(at) = static_cast<char>(value); };
+            ASSERT_EQ("", judgeDamaged(answer)) << at << ' ' << value;
+        }
+    }
+}
+
+TEST(EntryDamage, AnAnswerThatIsCutIsNeverAResult)
+{
+    EntryAnswer answer = followedBySound(entryContent("cn=a", {{"cn", {"a"}}}));
+    std::size_t whole = 0;
+    answer.spoil = [&](std::string& bytes) { whole = bytes.size(); };
+    EXPECT_TRUE(readAnswer(answer, Road::AsItIs).quiet);
+    for (std::size_t size = 0; size < whole; ++size)
+    {
+        answer.spoil = [&](std::string& bytes) { bytes.resize(size); };
+        ASSERT_EQ("", judgeDamaged(answer));
+        EXPECT_FALSE(readAnswer(answer, Road::AsItIs).quiet);
+    }
+}
+
+} // namespace
+} // namespace KVR::Support
