@@ -27,7 +27,8 @@ def _shown(value):
 class _Axis:
     def __init__(self, values, start, end, logarithmic):
         self.logarithmic = logarithmic
-        self.ticks = _logarithmic_ticks(min(values), max(values)) if logarithmic else _linear_ticks(max(values))
+        most = max(values)
+        self.ticks = _logarithmic_ticks(min(values), most) if logarithmic else _linear_ticks(most)
         self.start, self.end = start, end
 
     def at(self, value):
@@ -67,8 +68,8 @@ def line_chart(title, x_label, y_label, series, logarithmic):
     horizontal = _Axis(xs, LEFT, WIDTH - RIGHT, logarithmic)
     vertical = _Axis(ys, HEIGHT - BOTTOM, TOP, logarithmic)
     parts = [
-        f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {WIDTH} {HEIGHT}" width="{WIDTH}" height="{HEIGHT}" '
-        'font-family="sans-serif" font-size="13" fill="#222">',
+        f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {WIDTH} {HEIGHT}" '
+        f'width="{WIDTH}" height="{HEIGHT}" font-family="sans-serif" font-size="13" fill="#222">',
         f'<rect width="{WIDTH}" height="{HEIGHT}" fill="white"/>',
         _text(LEFT, 28, title, "start", 'font-size="16" font-weight="bold"'),
         *_grid(horizontal, vertical),
