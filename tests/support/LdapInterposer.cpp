@@ -322,7 +322,8 @@ extern "C"
                                       berval** values)
     {
         const int code = __real_ldap_get_attribute_ber(session, entry, cursor, name, values);
-        const bool withheld = code == LDAP_SUCCESS && current != nullptr && name->bv_val != nullptr &&
+        const bool withheld = code == LDAP_SUCCESS && current != nullptr &&
+                              !current->withheldValues.empty() && name->bv_val != nullptr &&
                               current->withheldValues.count(name->bv_val) != 0;
         if (withheld)
         {

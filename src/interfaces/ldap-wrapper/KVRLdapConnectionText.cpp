@@ -5,6 +5,7 @@
 #include <kvr/EKVRError.h>
 
 #include <algorithm>
+#include <vector>
 
 namespace KVR
 {
@@ -13,6 +14,26 @@ namespace
 {
 
 constexpr char wireCodeset[] = "UTF-8";
+
+/** Gives a long buffer back when it is not needed any more; short ones are used again. */
+class KeptBuffer
+{
+public:
+    explicit KeptBuffer(std::vector<char>& buffer) : buffer_(buffer) {}
+    ~KeptBuffer()
+    {
+        if (buffer_.size() > keptBytes)
+        {
+            std::vector<char>().swap(buffer_);
+        }
+    }
+
+    KeptBuffer(const KeptBuffer&) = delete;
+    KeptBuffer& operator=(const KeptBuffer&) = delete;
+
+private:
+    std::vector<char>& buffer_;
+};
 
 /** Opens a conversion if it is not open; a failure is told in the words of the two last arguments. */
 void openConversion(iconv_t& handle, const char* to, const char* from, const char* function,
@@ -79,6 +100,7 @@ std::string CKVRLdapConnection::InternalIconv(bool toUtf8, const std::string& te
     {
         throw EKVRCheckError(moduleText("Invalid iconv handle."), "");
     }
+    const KeptBuffer kept(converted);
     // Four bytes a byte and never more, and room for the terminating zero.
     converted.resize(std::max(converted.size(), 4 * text.size() + 4));
     // iconv(3) takes the input as char** but does not write to it.
@@ -96,12 +118,7 @@ std::string CKVRLdapConnection::InternalIconv(bool toUtf8, const std::string& te
         }
     }
     *out = '\0';
-    std::string result = converted.data();
-    if (converted.size() > keptBytes)
-    {
-        std::vector<char>().swap(converted);
-    }
-    return result;
+    return converted.data();
 }
 
 } // namespace KVR

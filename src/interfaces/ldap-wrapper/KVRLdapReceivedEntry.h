@@ -66,7 +66,8 @@ struct CKVREntryScratch
         entry.Clear();
         if (value.capacity() > keptBytes)
         {
-            value = std::string();
+            // An assignment would keep the memory.
+            std::string().swap(value);
         }
     }
 };

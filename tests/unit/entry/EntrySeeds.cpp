@@ -1,4 +1,4 @@
-// Writes the entries that the fuzzer begins with into a folder: entry-seeds FOLDER
+// Writes the entries that the fuzzer begins with into a folder, which is emptied: entry-seeds FOLDER
 
 #include "EntryBytes.h"
 #include "EntryGenerator.h"
@@ -31,6 +31,8 @@ try
     }
     constexpr std::size_t longest = 1000;
     const std::filesystem::path folder = arguments[1];
+    // The fuzzer adds to the folder what it finds, and is to begin with the same each time.
+    std::filesystem::remove_all(folder);
     std::filesystem::create_directories(folder);
     for (const LengthForm form : {LengthForm::Short, LengthForm::OneByte, LengthForm::FourBytes})
     {
