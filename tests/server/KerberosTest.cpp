@@ -202,7 +202,7 @@ TEST_F(KerberosTest, TheSecondServerOfTheListTakesTheTicketWhenTheFirstIsDown)
     CKVRLdapConnection listed(core);
     const ScopedEnvironment tickets("KRB5CCNAME", realm.cache("administrator"));
 
-    EXPECT_TRUE(listed.Connect(server.hostAndPort(), KVRAuthGssapi));
+    EXPECT_TRUE(listed.Connect(dead.hostAndPort(), KVRAuthGssapi));
     EXPECT_EQ(caught([&] { listed.SetAttrValue("cn=config", "olcIdleTimeout", "7", alREPLACE); }), Caught());
 }
 
