@@ -9,20 +9,28 @@ namespace
 {
 
 /** A command's own name, and the application or group that it belongs to. */
-std::pair<CLI::App*, std::string> placeOf(CLI::App& app, const std::string& name)
+struct Place
+{
+    CLI::App& parent;
+    std::string name;
+};
+
+Place placeOf(CLI::App& app, const std::string& name)
 {
     const std::size_t blank = name.find(' ');
-    return blank == std::string::npos
-               ? std::pair(&app, name)
-               : placeOf(*app.get_subcommand(name.substr(0, blank)), name.substr(blank + 1));
+    if (blank == std::string::npos)
+    {
+        return {app, name};
+    }
+    return placeOf(*app.get_subcommand(name.substr(0, blank)), name.substr(blank + 1));
 }
 
 } // namespace
 
 void CommandTable::AddGroup(const std::string& name, const std::string& description)
 {
-    const auto [parent, ownName] = placeOf(app_, name);
-    CLI::App* const group = parent->add_subcommand(ownName, description);
+    const Place place = placeOf(app_, name);
+    CLI::App* const group = place.parent.add_subcommand(place.name, description);
     group->fallthrough();
     group->require_subcommand(1);
     group->footer("Arguments and examples: kvr-ldap " + name + " COMMAND --help\n");
@@ -30,8 +38,8 @@ void CommandTable::AddGroup(const std::string& name, const std::string& descript
 
 CLI::App& CommandTable::Add(const CommandText& text, LdifForm ldif, const Action& action)
 {
-    const auto [parent, ownName] = placeOf(app_, text.name);
-    CLI::App* const command = parent->add_subcommand(ownName, text.description);
+    const Place place = placeOf(app_, text.name);
+    CLI::App* const command = place.parent.add_subcommand(place.name, text.description);
     command->fallthrough();
     command->footer("Examples:\n" + text.examples + "\nGlobal options and exit codes: kvr-ldap --help\n");
     const bool hasLdif = ldif == LdifForm::Entries;

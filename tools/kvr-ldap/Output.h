@@ -20,7 +20,8 @@ namespace KVR::Cli
 using Row = std::vector<std::pair<std::string, std::variant<std::monostate, std::string, std::int64_t>>>;
 
 /** Value of a member in JSON; what is unknown has none. */
-using Datum = std::variant<std::monostate, bool, std::string, std::uint64_t, std::list<std::string>, std::vector<Row>>;
+using Datum =
+    std::variant<std::monostate, bool, std::string, std::uint64_t, std::list<std::string>, std::vector<Row>>;
 
 /**
  * What a command found, in one of the forms of --output. A command calls the operations in the
