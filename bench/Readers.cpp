@@ -6,6 +6,22 @@
 namespace KVR::Bench
 {
 
+namespace
+{
+
+struct Release
+{
+    void operator()(char* text) const { ldap_memfree(text); }
+    void operator()(berval** values) const { ldap_value_free_len(values); }
+    void operator()(BerElement* cursor) const { ber_free(cursor, 0); }
+};
+
+using Text = std::unique_ptr<char, Release>;
+using Values = std::unique_ptr<berval*, Release>;
+using Cursor = std::unique_ptr<BerElement, Release>;
+
+} // namespace
+
 void BareReader::Search(const DataSet& data)
 {
     result_.reset();
@@ -29,23 +45,20 @@ void BareReader::read(LDAPMessage* entry)
 {
     LDAP* const session = client_.session();
     attributes_.clear();
-    char* const dn = ldap_get_dn(session, entry);
-    dn_ = dn;
-    ldap_memfree(dn);
+    dn_ = Text(ldap_get_dn(session, entry)).get();
 
-    BerElement* cursor = nullptr;
-    for (char* name = ldap_first_attribute(session, entry, &cursor); name != nullptr;
-         name = ldap_next_attribute(session, entry, cursor))
+    BerElement* rawCursor = nullptr;
+    Text name(ldap_first_attribute(session, entry, &rawCursor));
+    const Cursor cursor(rawCursor);
+    while (name)
     {
-        berval** const values = ldap_get_values_len(session, entry, name);
-        for (berval** value = values; *value != nullptr; ++value)
+        const Values values(ldap_get_values_len(session, entry, name.get()));
+        for (berval** value = values.get(); *value != nullptr; ++value)
         {
-            attributes_.emplace(name, (*value)->bv_val);
+            attributes_.emplace(name.get(), (*value)->bv_val);
         }
-        ldap_value_free_len(values);
-        ldap_memfree(name);
+        name.reset(ldap_next_attribute(session, entry, cursor.get()));
     }
-    ber_free(cursor, 0);
 }
 
 ModuleReader::ModuleReader(const std::string& file) : module_(file), connection_(module_.connect()) {}

@@ -11,6 +11,7 @@
 #include <clocale>
 #include <cstdlib>
 #include <exception>
+#include <functional>
 #include <iostream>
 #include <stdexcept>
 #include <string>
@@ -27,7 +28,7 @@ void walk(benchmark::State& state, const std::string& side, const std::string& n
     const auto reader = makeReader(side, KVR_MODULE_FILE);
     reader->Search(dataSet(name));
     std::size_t entries = reader->Walk();
-    for (auto turn : state)
+    while (state.KeepRunning())
     {
         entries = reader->Walk();
         benchmark::DoNotOptimize(entries);
@@ -40,7 +41,7 @@ void read(benchmark::State& state, const std::string& side, const std::string& n
     const auto reader = makeReader(side, KVR_MODULE_FILE);
     const DataSet data = dataSet(name);
     std::size_t entries = 0;
-    for (auto turn : state)
+    while (state.KeepRunning())
     {
         reader->Search(data);
         entries = reader->Walk();
@@ -51,12 +52,14 @@ void read(benchmark::State& state, const std::string& side, const std::string& n
 
 void registerSides(const std::string& name)
 {
-    const bool single = dataSet(name).baseOnly && name == "person";
+    const bool single = name == "person";
     for (const std::string side : {"floor", "module"})
     {
-        const std::string title = (single ? "read/" : "walk/") + side + "/" + name;
-        benchmark::RegisterBenchmark(title.c_str(), single ? read : walk, side, name)
-            ->Unit(benchmark::kMicrosecond);
+        std::string title = single ? "read" : "walk";
+        title.append("/").append(side).append("/").append(name);
+        const std::function<void(benchmark::State&)> run = [side, name, single](auto& state)
+        { (single ? read : walk)(state, side, name); };
+        benchmark::RegisterBenchmark(title.c_str(), run)->Unit(benchmark::kMicrosecond);
     }
 }
 
