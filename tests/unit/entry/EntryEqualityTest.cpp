@@ -167,8 +167,9 @@ TEST(EntryEquality, TheEntityIsClearedAndFilledOnceInPlace)
 
 TEST(EntryEquality, IconvIsToldFourBytesAByteAndIsNeverReset)
 {
-    const Reading reading =
-        readAlike(answerWith({{"cn", {std::string(50000, 'x'), "ab"}}, {"sn", {"abc"}}}), {"ISO-8859-1"});
+    const Reading reading = readAlike(
+        answerWith({{"cn", {std::string(50000, 'x'), std::string(5000, 'x'), "ab"}}, {"sn", {"abc"}}}),
+        {"ISO-8859-1"});
     EXPECT_THAT(reading.events, Contains("iconv of 50000 into 200000"));
     EXPECT_THAT(reading.events, Contains("iconv of 2 into 8"));
     EXPECT_THAT(reading.events, Contains("iconv of 3 into 12"));
