@@ -1,8 +1,7 @@
 // Processor time of reading, with the module and with bare libldap, as Google Benchmark takes and prints
 // it:
 //     dev/private-slapd run -- build/release/bin/read-speed --benchmark_out=FILE DATA...
-// "walk/SIDE/DATA" walks over a received result, "read/SIDE/DATA" searches and walks. LC_ALL decides the
-// character set that values arrive in.
+// "walk/SIDE/DATA" walks over a received result. LC_ALL decides the character set that values arrive in.
 
 #include "Readers.h"
 
@@ -36,29 +35,14 @@ void walk(benchmark::State& state, const std::string& side, const std::string& n
     state.counters["entries"] = static_cast<double>(entries);
 }
 
-void read(benchmark::State& state, const std::string& side, const std::string& name)
-{
-    const auto reader = makeReader(side, KVR_MODULE_FILE);
-    const DataSet data = dataSet(name);
-    std::size_t entries = 0;
-    while (state.KeepRunning())
-    {
-        reader->Search(data);
-        entries = reader->Walk();
-        benchmark::DoNotOptimize(entries);
-    }
-    state.counters["entries"] = static_cast<double>(entries);
-}
-
 void registerSides(const std::string& name)
 {
-    const bool single = name == "person";
     for (const std::string side : {"floor", "module"})
     {
-        std::string title = single ? "read" : "walk";
-        title.append("/").append(side).append("/").append(name);
-        const std::function<void(benchmark::State&)> run = [side, name, single](auto& state)
-        { (single ? read : walk)(state, side, name); };
+        std::string title = "walk/";
+        title.append(side).append("/").append(name);
+        const std::function<void(benchmark::State&)> run = [side, name](auto& state)
+        { walk(state, side, name); };
         benchmark::RegisterBenchmark(title.c_str(), run)->Unit(benchmark::kMicrosecond);
     }
 }
