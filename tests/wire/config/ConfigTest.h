@@ -1,6 +1,7 @@
 #pragma once
 
 #include "OverridingConnection.h"
+#include "RequestText.h"
 #include "SearchTest.h"
 #include "WriteTest.h"
 
@@ -68,13 +69,13 @@ inline std::vector<std::string> without(std::ptrdiff_t number, const std::vector
 class ConfigTest : public WriteTest
 {
 protected:
-    /** The requests so far: "search BASE scope N FILTER for NAMES", "modify DN CODE NAME 'VALUE'". */
+    /** The requests so far, as `described` tells them. */
     std::vector<std::string> sent() const
     {
         std::vector<std::string> texts;
         for (const LdapRequest& request : responder.requests())
         {
-            texts.push_back(request.operation == Operation::Search ? search(request) : change(request));
+            texts.push_back(described(request));
         }
         return texts;
     }
@@ -102,33 +103,6 @@ protected:
     }
 
     OverridingConnection overriding{host};
-
-private:
-    static std::string search(const LdapRequest& request)
-    {
-        std::string text = "search " + request.dn + " scope " + std::to_string(request.search.scope) + " " +
-                           request.search.filter + " for";
-        for (const std::string& name : request.search.attributes)
-        {
-            text += " " + name;
-        }
-        return text;
-    }
-
-    static std::string change(const LdapRequest& request)
-    {
-        EXPECT_EQ(Operation::Modify, request.operation);
-        std::string text = "modify " + request.dn;
-        for (const Modification& modification : request.modifications)
-        {
-            text += " " + std::to_string(modification.code) + " " + modification.name;
-            for (const std::string& value : modification.values)
-            {
-                text += " '" + value + "'";
-            }
-        }
-        return text;
-    }
 };
 
 } // namespace KVR

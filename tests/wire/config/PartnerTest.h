@@ -88,17 +88,6 @@ protected:
             {"KVRD_USER", "kvrd"}, {"DOMAIN_DN", "dc=home,dc=example"}, {"REALM", "HOME.EXAMPLE"}};
     }
 
-    /** As ConfigTest's, with "add DN NAME 'VALUE'" and "delete DN" besides. */
-    std::vector<std::string> sent() const
-    {
-        std::vector<std::string> texts;
-        for (const LdapRequest& request : responder.requests())
-        {
-            texts.push_back(describe(request));
-        }
-        return texts;
-    }
-
     /** What is called on `partner`, whether or not entities are fetched into one object. */
     std::vector<std::string> called() const
     {
@@ -116,64 +105,6 @@ protected:
     }
 
     PartnerConnection partner{host};
-
-private:
-    static std::string describe(const LdapRequest& request)
-    {
-        switch (request.operation)
-        {
-        case Operation::Search:
-            return search(request);
-        case Operation::Modify:
-            return modify(request);
-        case Operation::Add:
-            return add(request);
-        default:
-            EXPECT_EQ(Operation::Delete, request.operation);
-            return "delete " + request.dn;
-        }
-    }
-
-    static std::string search(const LdapRequest& request)
-    {
-        std::string text = "search " + request.dn + " scope " + std::to_string(request.search.scope) + " " +
-                           request.search.filter + " for";
-        for (const std::string& name : request.search.attributes)
-        {
-            text += " " + name;
-        }
-        return text;
-    }
-
-    static std::string modify(const LdapRequest& request)
-    {
-        std::string text = "modify " + request.dn;
-        for (const Modification& modification : request.modifications)
-        {
-            text += " " + std::to_string(modification.code) + " " + modification.name;
-            appendValues(text, modification.values);
-        }
-        return text;
-    }
-
-    static std::string add(const LdapRequest& request)
-    {
-        std::string text = "add " + request.dn;
-        for (const Attribute& attribute : request.attributes)
-        {
-            text += " " + attribute.name;
-            appendValues(text, attribute.values);
-        }
-        return text;
-    }
-
-    static void appendValues(std::string& text, const std::vector<std::string>& values)
-    {
-        for (const std::string& value : values)
-        {
-            text += " '" + value + "'";
-        }
-    }
 };
 
 } // namespace KVR
