@@ -1,5 +1,7 @@
 #include "KVRLdapModifications.h"
 
+#include "KVRLdapCommon.h"
+
 #include <memory>
 
 namespace KVR
@@ -26,8 +28,7 @@ void CKVRModificationList::Build(const Attributes& attributes, const ModeOf& mod
         const CKVRModificationMode mode = modeOf(name);
         auto record = std::make_unique<LDAPMod>();
         record->mod_op = mode.operation;
-        // libldap takes names as char* and does not write to them.
-        record->mod_type = const_cast<char*>(name.c_str()) + mode.typeOffset;
+        record->mod_type = unchanged(name) + mode.typeOffset;
         record->mod_vals.modv_strvals = mode.withValues ? value : nullptr;
         *modification++ = record.release();
         do
