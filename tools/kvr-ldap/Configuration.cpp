@@ -2,6 +2,7 @@
 
 #include "Commands.h"
 #include "Lookup.h"
+#include "Text.h"
 
 #include <IKVRLdapConnection.h>
 #include <IKVRLdapEntity.h>
@@ -22,12 +23,11 @@ constexpr const char* limitsAttribute = "olcLimits";
 std::string comparable(const std::string& text)
 {
     std::string result;
-    for (const char character : text)
+    for (const char character : LowerAscii(text))
     {
         if (character != ' ' && character != '\t')
         {
-            const bool isUpper = character >= 'A' && character <= 'Z';
-            result += isUpper ? static_cast<char>(character - 'A' + 'a') : character;
+            result += character;
         }
     }
     return result;

@@ -375,10 +375,7 @@ bool IsAttributeDescription(std::string_view text)
 
 std::string FoldedName(std::string_view description)
 {
-    std::string lower(description);
-    std::transform(lower.begin(), lower.end(), lower.begin(),
-                   [](char each)
-                   { return each >= 'A' && each <= 'Z' ? static_cast<char>(each - 'A' + 'a') : each; });
+    std::string lower = LowerAscii(std::string(description));
     if (lower.find(';') == std::string::npos)
     {
         return lower;

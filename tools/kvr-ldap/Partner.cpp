@@ -1,6 +1,7 @@
 #include "Partner.h"
 
 #include "DistinguishedName.h"
+#include "Text.h"
 
 #include <kvr/KVRUtils.h>
 
@@ -22,14 +23,6 @@ constexpr const char* digits = "0123456789";
 constexpr const char* hostCharacters = "abcdefghijklmnopqrstuvwxyz0123456789-._";
 constexpr const char* labelCharacters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-";
 
-std::string lowered(std::string text)
-{
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](char each)
-                   { return each >= 'A' && each <= 'Z' ? static_cast<char>(each - 'A' + 'a') : each; });
-    return text;
-}
-
 bool consistsOf(const std::string& text, const std::string& characters)
 {
     return !text.empty() && text.find_first_not_of(characters) == std::string::npos;
@@ -48,7 +41,7 @@ bool isLoopback(const std::string& host)
 std::string qualified(const std::string& host, const std::string& domain)
 {
     const bool isShort = host.find_first_of(".:") == std::string::npos;
-    return isShort && !domain.empty() && !isLoopback(host) ? host + '.' + lowered(domain) : host;
+    return isShort && !domain.empty() && !isLoopback(host) ? host + '.' + LowerAscii(domain) : host;
 }
 
 std::optional<HostPort> bracketed(const std::string& text, std::string& rest)
@@ -71,7 +64,7 @@ bool isOnThisServer(const HostPort& named, const std::string& uri, const OwnName
         return false;
     }
     const std::string serverHost = qualified(server->host, own.domain);
-    const std::string ownHost = qualified(lowered(own.host), own.domain);
+    const std::string ownHost = qualified(LowerAscii(own.host), own.domain);
     const std::string namedHost = qualified(named.host, own.domain);
     const bool isHere = isLoopback(serverHost) || serverHost == ownHost;
     const bool sameHost =
@@ -87,7 +80,7 @@ bool isOnThisServer(const HostPort& named, const std::string& uri, const OwnName
 
 std::optional<HostPort> ParseHost(const std::string& text)
 {
-    std::string whole = lowered(text);
+    std::string whole = LowerAscii(text);
     std::string rest;
     std::optional<HostPort> result;
     if (beginsWith(whole, "["))

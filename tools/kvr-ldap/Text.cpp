@@ -111,6 +111,14 @@ bool IsUtf8(std::string_view text)
     return true;
 }
 
+std::string LowerAscii(std::string text)
+{
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](char each)
+                   { return each >= 'A' && each <= 'Z' ? static_cast<char>(each - 'A' + 'a') : each; });
+    return text;
+}
+
 std::string Base64(std::string_view bytes)
 {
     std::string result;

@@ -16,6 +16,9 @@ std::size_t FirstCharacter(std::string_view text, char32_t& point);
 
 bool IsUtf8(std::string_view text);
 
+/** The text with the letters A to Z in lower case. */
+std::string LowerAscii(std::string text);
+
 /** RFC 4648, section 4; unwrapped. */
 std::string Base64(std::string_view bytes);
 
