@@ -1,5 +1,7 @@
 #include "KVRLdapReceivedEntry.h"
 
+#include "KVRLdapElements.h"
+
 #include <algorithm>
 #include <cstring>
 #include <utility>
@@ -11,71 +13,10 @@ namespace
 {
 
 /**
- * BER elements that follow each other, from front to back. liblber takes an element's length for
- * right as long as the message has so many bytes, here it has to fit into what surrounds the element.
- */
-class Elements
-{
-public:
-    Elements() = default;
-    Elements(const char* begin, const char* end) : at_(begin), end_(end) {}
-
-    bool Empty() const { return at_ == end_; }
-    const char* Begin() const { return at_; }
-
-    /** Passes over the head of an element; false for tags of several bytes and indefinite lengths. */
-    bool TakeHead(std::size_t& length)
-    {
-        constexpr unsigned severalBytes = 0x1f;
-        constexpr unsigned lengthFollows = 0x80;
-        constexpr std::size_t longest = 4;
-        if (end_ - at_ < 2 || (byte(at_[0]) & severalBytes) == severalBytes)
-        {
-            return false;
-        }
-        length = byte(at_[1]);
-        at_ += 2;
-        if (length < lengthFollows)
-        {
-            return true;
-        }
-        std::size_t count = length - lengthFollows;
-        if (count == 0 || count > longest || count > static_cast<std::size_t>(end_ - at_))
-        {
-            return false;
-        }
-        for (length = 0; count > 0; --count)
-        {
-            length = length << 8 | byte(*at_++);
-        }
-        return true;
-    }
-
-    /** Cuts off the first element. */
-    bool Take(Elements& contents)
-    {
-        std::size_t length = 0;
-        if (!TakeHead(length) || length > static_cast<std::size_t>(end_ - at_))
-        {
-            return false;
-        }
-        contents = Elements(at_, at_ + length);
-        at_ += length;
-        return true;
-    }
-
-private:
-    static unsigned byte(char character) { return static_cast<unsigned char>(character); }
-
-    const char* at_ = nullptr;
-    const char* end_ = nullptr;
-};
-
-/**
  * Finds the attributes behind the DN. Their list's tag has given way to the zero byte that ends the
  * DN, so its head has to be the one that liblber has read.
  */
-bool findAttributes(BerElement* cursor, const berval& dn, Elements& list)
+bool findAttributes(BerElement* cursor, const berval& dn, CKVRElements& list)
 {
     ber_len_t size = 0;
     ber_get_option(cursor, LBER_OPT_BER_REMAINING_BYTES, &size);
@@ -88,32 +29,32 @@ bool findAttributes(BerElement* cursor, const berval& dn, Elements& list)
     {
         return false;
     }
-    Elements heads(dn.bv_val + dn.bv_len, first.bv_val);
+    CKVRElements heads(dn.bv_val + dn.bv_len, first.bv_val);
     std::size_t length = 0;
     if (!heads.TakeHead(length) || length != size)
     {
         return false;
     }
-    list = Elements(heads.Begin(), heads.Begin() + size);
+    list = CKVRElements(heads.Begin(), heads.Begin() + size);
     return !heads.Empty() && *heads.Begin() == LBER_SEQUENCE && heads.TakeHead(length) &&
            length == first.bv_len && heads.Empty();
 }
 
 /** Whether each attribute consists of a name and a list of values, which fill it exactly. */
-bool fitTogether(Elements list)
+bool fitTogether(CKVRElements list)
 {
     while (!list.Empty())
     {
-        Elements attribute;
-        Elements name;
-        Elements values;
+        CKVRElements attribute;
+        CKVRElements name;
+        CKVRElements values;
         if (!list.Take(attribute) || !attribute.Take(name) || !attribute.Take(values) || !attribute.Empty())
         {
             return false;
         }
         while (!values.Empty())
         {
-            Elements value;
+            CKVRElements value;
             if (!values.Take(value))
             {
                 return false;
@@ -165,7 +106,7 @@ bool CKVRReceivedEntry::Gather(LDAP* session, LDAPMessage* entry)
     {
         return false;
     }
-    Elements list;
+    CKVRElements list;
     if (!findAttributes(cursor.get(), dn_, list))
     {
         // The tag is gone, so the calls by name might see nothing wrong any more.

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <cstddef>
+
+namespace KVR
+{
+
+/**
+ * BER elements that follow each other, from front to back. liblber takes an element's length for
+ * right as long as the message has so many bytes, here it has to fit into what surrounds the element.
+ */
+class CKVRElements
+{
+public:
+    CKVRElements() = default;
+    CKVRElements(const char* begin, const char* end) : at_(begin), end_(end) {}
+
+    bool Empty() const { return at_ == end_; }
+    const char* Begin() const { return at_; }
+
+    /** Passes over the head of an element; false for tags of several bytes and indefinite lengths. */
+    bool TakeHead(std::size_t& length)
+    {
+        constexpr unsigned severalBytes = 0x1f;
+        constexpr unsigned lengthFollows = 0x80;
+        constexpr std::size_t longest = 4;
+        if (end_ - at_ < 2 || (byte(at_[0]) & severalBytes) == severalBytes)
+        {
+            return false;
+        }
+        length = byte(at_[1]);
+        at_ += 2;
+        if (length < lengthFollows)
+        {
+            return true;
+        }
+        std::size_t count = length - lengthFollows;
+        if (count == 0 || count > longest || count > static_cast<std::size_t>(end_ - at_))
+        {
+            return false;
+        }
+        for (length = 0; count > 0; --count)
+        {
+            length = length << 8 | byte(*at_++);
+        }
+        return true;
+    }
+
+    /** Cuts off the first element. */
+    bool Take(CKVRElements& contents)
+    {
+        std::size_t length = 0;
+        if (!TakeHead(length) || length > static_cast<std::size_t>(end_ - at_))
+        {
+            return false;
+        }
+        contents = CKVRElements(at_, at_ + length);
+        at_ += length;
+        return true;
+    }
+
+private:
+    static unsigned byte(char character) { return static_cast<unsigned char>(character); }
+
+    const char* at_ = nullptr;
+    const char* end_ = nullptr;
+};
+
+} // namespace KVR
