@@ -27,6 +27,11 @@ inline bool operator==(const Caught& left, const Caught& right)
            left.place == right.place;
 }
 
+inline bool operator!=(const Caught& left, const Caught& right)
+{
+    return !(left == right);
+}
+
 inline std::ostream& operator<<(std::ostream& stream, const Caught& error)
 {
     return stream << error.type.name() << " \"" << error.message << "\" details \"" << error.details

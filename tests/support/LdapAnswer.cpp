@@ -106,6 +106,48 @@ ber_tag_t resultTag(Operation operation)
     }
 }
 
+void putReferral(Encoder& encoder, const Attributes& urls)
+{
+    if (urls.empty())
+    {
+        return;
+    }
+    encoder.put("t{", LDAP_TAG_REFERRAL);
+    for (const auto& url : urls)
+    {
+        encoder.text(url.name);
+    }
+    encoder.put("}");
+}
+
+std::string encodeReferral(const LdapRequest& request, const Attributes& urls)
+{
+    Encoder encoder;
+    encoder.put("{it{e", request.messageId, resultTag(request.operation), LDAP_REFERRAL).text("").text("");
+    putReferral(encoder, urls);
+    return encoder.put("}}").bytes();
+}
+
+std::string encodeNotice(int code, const std::string& diagnostic, const Attributes& urls,
+                         const std::string& name)
+{
+    Encoder encoder;
+    encoder.put("{it{e", 0, static_cast<ber_tag_t>(LDAP_RES_EXTENDED), code).text("").text(diagnostic);
+    putReferral(encoder, urls);
+    encoder.put("t", LDAP_TAG_EXOP_RES_OID).text(name);
+    return encoder.put("}}").bytes();
+}
+
+Attributes namesOf(const std::vector<std::string>& texts)
+{
+    Attributes names;
+    for (const auto& text : texts)
+    {
+        names.push_back({text, {}});
+    }
+    return names;
+}
+
 std::string encodeResult(const LdapRequest& request, int code, const std::string& matchedDn,
                          const std::string& diagnostic)
 {
@@ -139,12 +181,23 @@ Answer& Answer::cutEntry(const std::string& dn, const Attributes& attributes)
 
 Answer& Answer::reference(const std::vector<std::string>& urls)
 {
-    Attributes names;
-    for (const auto& url : urls)
-    {
-        names.push_back({url, {}});
-    }
-    return add({Kind::Reference, "", names, 0, ""});
+    return add({Kind::Reference, "", namesOf(urls), 0, ""});
+}
+
+Answer& Answer::referral(const std::vector<std::string>& urls)
+{
+    return add({Kind::Referral, "", namesOf(urls), 0, ""});
+}
+
+Answer& Answer::notice(int code, const std::string& diagnostic, const std::vector<std::string>& urls,
+                       const std::string& name)
+{
+    return add({Kind::Notice, name, namesOf(urls), code, diagnostic});
+}
+
+Answer& Answer::raw(const std::string& bytes)
+{
+    return add({Kind::Raw, bytes, {}, 0, ""});
 }
 
 Answer& Answer::result(int code, const std::string& diagnostic, const std::string& matchedDn)
@@ -154,7 +207,7 @@ Answer& Answer::result(int code, const std::string& diagnostic, const std::strin
 
 Answer& Answer::malformed()
 {
-    return add({Kind::Malformed, "", {}, 0, ""});
+    return raw("\x30\x05\xff\xff\xff\xff\xff");
 }
 
 Answer& Answer::drop()
@@ -162,15 +215,47 @@ Answer& Answer::drop()
     return add({Kind::Drop, "", {}, 0, ""});
 }
 
+Answer& Answer::reset()
+{
+    return add({Kind::Reset, "", {}, 0, ""});
+}
+
 Answer& Answer::silence()
 {
     return add({Kind::Silence, "", {}, 0, ""});
 }
 
+Answer& Answer::cutAfter(std::size_t size)
+{
+    size_ = size;
+    return *this;
+}
+
+Answer& Answer::drip(std::chrono::milliseconds pause)
+{
+    pause_ = pause;
+    return *this;
+}
+
+Answer& Answer::thenDeaf()
+{
+    deaf_ = true;
+    return *this;
+}
+
 Answer::Encoded Answer::encode(const LdapRequest& request) const
 {
-    const int id = request.messageId;
     Encoded encoded;
+    encodeSteps(request, encoded);
+    encoded.bytes = encoded.bytes.substr(0, size_);
+    encoded.deaf = deaf_;
+    encoded.pause = pause_;
+    return encoded;
+}
+
+void Answer::encodeSteps(const LdapRequest& request, Encoded& encoded) const
+{
+    const int id = request.messageId;
     for (const auto& step : steps_)
     {
         switch (step.kind)
@@ -189,23 +274,33 @@ Answer::Encoded Answer::encode(const LdapRequest& request) const
             const std::string whole = encodeEntry(id, step.dn, step.attributes);
             encoded.bytes += whole.substr(0, whole.size() / 2);
             encoded.drop = true;
-            return encoded;
+            return;
         }
         case Kind::Result:
             encoded.bytes += encodeResult(request, step.code, step.dn, step.diagnostic);
-            return encoded;
-        case Kind::Malformed:
-            encoded.bytes += "\x30\x05\xff\xff\xff\xff\xff";
-            return encoded;
+            return;
+        case Kind::Referral:
+            encoded.bytes += encodeReferral(request, step.attributes);
+            return;
+        case Kind::Notice:
+            encoded.bytes += encodeNotice(step.code, step.diagnostic, step.attributes, step.dn);
+            encoded.drop = true;
+            return;
+        case Kind::Raw:
+            encoded.bytes += step.dn;
+            return;
         case Kind::Drop:
             encoded.drop = true;
-            return encoded;
+            return;
+        case Kind::Reset:
+            encoded.drop = true;
+            encoded.reset = true;
+            return;
         case Kind::Silence:
-            return encoded;
+            return;
         }
     }
     encoded.bytes += encodeResult(request, LDAP_SUCCESS, "", "");
-    return encoded;
 }
 
 } // namespace KVR::Support

@@ -177,10 +177,10 @@ extern "C"
         {
             return scripted->second;
         }
-        if (option == LDAP_OPT_TIMEOUT && current->answerTimeout)
+        if ((option == LDAP_OPT_TIMEOUT || option == LDAP_OPT_NETWORK_TIMEOUT) && current->timeLimit)
         {
             const auto microseconds =
-                std::chrono::duration_cast<std::chrono::microseconds>(*current->answerTimeout).count();
+                std::chrono::duration_cast<std::chrono::microseconds>(*current->timeLimit).count();
             timeval shortened{};
             shortened.tv_sec = microseconds / std::micro::den;
             shortened.tv_usec = microseconds % std::micro::den;

@@ -1,17 +1,22 @@
 #include "LdapResponder.h"
 
-#include <arpa/inet.h>
+#include "LoopbackListener.h"
+
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <iterator>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -40,46 +45,44 @@ pollfd watch(int descriptor, short events)
 
 } // namespace
 
-Descriptor::~Descriptor()
+LdapResponder::LdapResponder(Transport transport)
+    : transport_(transport), wakeup_(checked(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd"))
 {
-    if (number_ >= 0)
+    if (transport == Transport::Local)
     {
-        ::close(number_);
+        listenOnPath();
     }
-}
-
-Descriptor::Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
-
-Descriptor& Descriptor::operator=(Descriptor&& other) noexcept
-{
-    std::swap(number_, other.number_);
-    return *this;
-}
-
-LdapResponder::LdapResponder()
-    : listener_(checked(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket")),
-      wakeup_(checked(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd"))
-{
-    sockaddr_in address{};
-    socklen_t size = sizeof address;
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    auto* generic = reinterpret_cast<sockaddr*>(&address);
-    checked(::bind(listener_.get(), generic, size), "bind");
-    checked(::listen(listener_.get(), SOMAXCONN), "listen");
-    checked(::getsockname(listener_.get(), generic, &size), "getsockname");
-    port_ = ntohs(address.sin_port);
-
-    struct sigaction ignore = {};
-    ignore.sa_handler = SIG_IGN; // NOLINT(performance-no-int-to-ptr): the C library's own constant
-    checked(::sigaction(SIGPIPE, &ignore, &formerSigpipe_), "sigaction");
+    else
+    {
+        listener_ = listenOnLoopback(SOMAXCONN, port_);
+    }
     thread_ = std::thread(&LdapResponder::run, this);
 }
 
 LdapResponder::~LdapResponder()
 {
     stop();
-    ::sigaction(SIGPIPE, &formerSigpipe_, nullptr);
+    if (!folder_.empty())
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(folder_, ignored);
+    }
+}
+
+void LdapResponder::listenOnPath()
+{
+    folder_ = std::filesystem::temp_directory_path() / "responder.XXXXXX";
+    if (::mkdtemp(folder_.data()) == nullptr)
+    {
+        throw std::system_error(errno, std::generic_category(), "mkdtemp");
+    }
+    listener_ = Descriptor(checked(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket"));
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    const std::string path = folder_ + "/socket";
+    path.copy(std::begin(address.sun_path), sizeof address.sun_path - 1);
+    checked(::bind(listener_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), "bind");
+    checked(::listen(listener_.get(), SOMAXCONN), "listen");
 }
 
 std::string LdapResponder::target() const
@@ -89,7 +92,20 @@ std::string LdapResponder::target() const
 
 std::string LdapResponder::uri() const
 {
-    return "ldap://" + target();
+    if (transport_ == Transport::Tls)
+    {
+        return "ldaps://" + target();
+    }
+    if (transport_ == Transport::Tcp)
+    {
+        return "ldap://" + target();
+    }
+    std::string path;
+    for (const char each : folder_ + "/socket")
+    {
+        path += each == '/' ? "%2F" : std::string(1, each);
+    }
+    return "ldapi://" + path;
 }
 
 void LdapResponder::on(Operation operation, const Answer& answer)
@@ -245,7 +261,7 @@ void LdapResponder::run()
         const std::size_t first = watched.size();
         for (const auto& connection : connections_)
         {
-            watched.push_back(watch(connection.socket.get(), POLLIN));
+            watched.push_back(watch(connection.deaf ? -1 : connection.channel->socket(), POLLIN));
         }
         ::poll(watched.data(), watched.size(), -1);
         if (watched[0].revents != 0)
@@ -279,22 +295,33 @@ void LdapResponder::accept()
     }
     const int on = 1;
     ::setsockopt(socket.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    auto channel = transport_ == Transport::Tls ? makeTlsChannel(std::move(socket))
+                                                : std::make_unique<Channel>(std::move(socket));
     const std::lock_guard<std::mutex> lock(mutex_);
     accepted_++;
     open_++;
-    connections_.push_back({accepted_, std::move(socket), {}});
+    connections_.push_back({accepted_, std::move(channel), {}, false});
+}
+
+/** Reads what has come; false when the connection is over. */
+bool LdapResponder::receive(Connection& connection)
+{
+    std::array<char, 65536> chunk{};
+    for (;;)
+    {
+        const ssize_t length = connection.channel->receive(chunk.data(), chunk.size());
+        if (length <= 0)
+        {
+            return length < 0 && (errno == EAGAIN || errno == EINTR);
+        }
+        connection.received.append(chunk.data(), static_cast<std::size_t>(length));
+    }
 }
 
 /** Reads what has come and answers every complete request; false when the connection is over. */
 bool LdapResponder::serve(Connection& connection)
 {
-    std::array<char, 65536> chunk{};
-    const ssize_t length = ::recv(connection.socket.get(), chunk.data(), chunk.size(), MSG_DONTWAIT);
-    if (length <= 0)
-    {
-        return length < 0 && (errno == EAGAIN || errno == EINTR);
-    }
-    connection.received.append(chunk.data(), static_cast<std::size_t>(length));
+    const bool isOpen = receive(connection);
     try
     {
         while (const std::size_t size = completeMessageLength(connection.received))
@@ -313,7 +340,7 @@ bool LdapResponder::serve(Connection& connection)
     {
         return false; // a client whose request can't be read is cut off, as servers do
     }
-    return true;
+    return isOpen;
 }
 
 void LdapResponder::record(const LdapRequest& request)
@@ -334,7 +361,12 @@ bool LdapResponder::answer(Connection& connection, const LdapRequest& request)
         return true;
     }
     const auto encoded = chooseAnswer(request).encode(request);
-    return send(connection.socket.get(), encoded.bytes) && !encoded.drop;
+    connection.deaf = encoded.deaf;
+    if (encoded.reset)
+    {
+        connection.channel->resetAtEnd();
+    }
+    return send(*connection.channel, encoded.bytes, encoded.pause) && !encoded.drop;
 }
 
 Answer LdapResponder::chooseAnswer(const LdapRequest& request)
@@ -355,19 +387,21 @@ Answer LdapResponder::chooseAnswer(const LdapRequest& request)
 }
 
 /** Sends everything, unless the client closes or the responder is told something else to do. */
-bool LdapResponder::send(int socket, const std::string& bytes)
+bool LdapResponder::send(Channel& channel, const std::string& bytes, std::chrono::milliseconds pause)
 {
+    const bool isDripping = pause.count() > 0;
     std::size_t sent = 0;
     while (sent < bytes.size())
     {
-        std::array<pollfd, 2> watched{watch(wakeup_.get(), POLLIN), watch(socket, POLLOUT)};
-        ::poll(watched.data(), watched.size(), -1);
-        if (watched[0].revents != 0)
+        // Awaits the end of the connection only while it drips.
+        const short events = isDripping ? POLLRDHUP : POLLOUT;
+        std::array<pollfd, 2> watched{watch(wakeup_.get(), POLLIN), watch(channel.socket(), events)};
+        ::poll(watched.data(), watched.size(), isDripping ? static_cast<int>(pause.count()) : -1);
+        if (watched[0].revents != 0 || (isDripping && watched[1].revents != 0))
         {
             return false;
         }
-        const ssize_t length =
-            ::send(socket, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL | MSG_DONTWAIT);
+        const ssize_t length = channel.send(bytes.data() + sent, isDripping ? 1 : bytes.size() - sent);
         if (length < 0 && errno != EAGAIN && errno != EINTR)
         {
             return false;

@@ -1,13 +1,14 @@
 #pragma once
 
+#include "Channel.h"
 #include "LdapAnswer.h"
 #include "LdapRequest.h"
 
 #include <condition_variable>
-#include <csignal>
 #include <deque>
 #include <functional>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -16,36 +17,30 @@
 namespace KVR::Support
 {
 
-/** Owner of a file descriptor. */
-class Descriptor
+/** How clients reach a responder. */
+enum class Transport
 {
-public:
-    explicit Descriptor(int number = -1) : number_(number) {}
-    ~Descriptor();
-    Descriptor(Descriptor&& other) noexcept;
-    Descriptor& operator=(Descriptor&& other) noexcept;
-    int get() const { return number_; }
-
-private:
-    int number_;
+    Tcp,
+    Local, /**< ldapi */
+    Tls    /**< ldaps */
 };
 
 /**
- * An LDAP server inside the test program, on a free port of 127.0.0.1. It records every request and
- * answers by script; whatever has no script is answered with success.
+ * An LDAP server inside the test program, on a free port of 127.0.0.1 or a socket in a folder of its own.
+ * It records every request and answers by script; whatever has no script is answered with success.
  *
  * A request is recorded before it is answered, so after a synchronous call of the library the
  * records are complete. Only unbind and abandon have no answer: await those.
  *
  * The script may be changed at any time and from any thread. Handlers run on the responder's own
- * thread. While it lives, SIGPIPE is ignored: a dropped connection would end the test program.
+ * thread.
  */
 class LdapResponder
 {
 public:
     using Handler = std::function<Answer(const LdapRequest&)>;
 
-    LdapResponder();
+    explicit LdapResponder(Transport transport = Transport::Tcp);
     ~LdapResponder();
 
     LdapResponder(const LdapResponder&) = delete;
@@ -54,7 +49,7 @@ public:
     /** "127.0.0.1:port", which becomes the URI when "ldap://" stands before it. */
     std::string target() const;
 
-    /** "ldap://127.0.0.1:port" */
+    /** "ldap://127.0.0.1:port", or what it is for another transport */
     std::string uri() const;
 
     /** @name Script: answers in order, then the handler, then success
@@ -113,24 +108,28 @@ private:
     struct Connection
     {
         int number = 0;
-        Descriptor socket;
+        std::unique_ptr<Channel> channel;
         std::string received;
+        bool deaf = false;
     };
 
+    void listenOnPath();
     void run();
     void accept();
     bool serve(Connection& connection);
     bool answer(Connection& connection, const LdapRequest& request);
     Answer chooseAnswer(const LdapRequest& request);
-    bool send(int socket, const std::string& bytes);
+    bool send(Channel& channel, const std::string& bytes, std::chrono::milliseconds pause);
+    bool receive(Connection& connection);
     void record(const LdapRequest& request);
     void obeyCommands();
     void wake() const;
 
+    const Transport transport_;
     int port_ = 0;
+    std::string folder_; /**< of the socket */
     Descriptor listener_;
     Descriptor wakeup_;
-    struct sigaction formerSigpipe_ = {};
 
     mutable std::mutex mutex_;
     mutable std::condition_variable changed_;

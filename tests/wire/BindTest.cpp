@@ -110,7 +110,7 @@ TEST_F(AnonymousBindTest, ADroppedConnectionIsToldAsBindFailure)
 
 TEST_F(AnonymousBindTest, ASilentServerIsGivenUpAfterTheTimeout)
 {
-    library.answerTimeout = std::chrono::milliseconds(50);
+    library.timeLimit = std::chrono::milliseconds(50);
     responder.onBind(Answer().silence());
     EXPECT_EQ(ldapErrorAt("OpenLDAP error on bind - Timed out", connectPlace), connectAnonymously());
 }

@@ -198,7 +198,7 @@ TEST_F(SearchResultTest, ACodeOfTheLibraryInsideTheAnswerIsAFailure)
 TEST_F(SearchResultTest, ASilentServerIsGivenUpAfterTheTimeout)
 {
     connection.Disconnect();
-    library.answerTimeout = std::chrono::milliseconds(50);
+    library.timeLimit = std::chrono::milliseconds(50);
     connect(connection);
     EXPECT_EQ(searchError("Timed out"), caught([&] { searchFor(Answer().silence()); }));
 }
