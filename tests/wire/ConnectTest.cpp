@@ -1,6 +1,7 @@
 #include "ConnectionTest.h"
 
 #include <clocale>
+#include <iterator>
 #include <vector>
 
 namespace KVR
@@ -291,15 +292,15 @@ TEST_F(ConnectTest, TheSessionsOptionsAreSetInOrder)
 {
     CKVRLdapConnection connection(host);
     connection.Connect(responder.target(), KVRAuthAnonymous);
-    ASSERT_EQ(3U, library.setOptions.size());
     const struct
     {
         int option;
         const char* value;
-    } expected[] = {{LDAP_OPT_PROTOCOL_VERSION, "3"},
-                    {LDAP_OPT_TIMEOUT, "30.000000"},
-                    {LDAP_OPT_NETWORK_TIMEOUT, "30.000000"}};
-    for (std::size_t i = 0; i < 3; i++)
+    } expected[] = {{LDAP_OPT_PROTOCOL_VERSION, "3"},        {LDAP_OPT_TIMEOUT, "30.000000"},
+                    {LDAP_OPT_NETWORK_TIMEOUT, "30.000000"}, {LDAP_OPT_RESTART, "?"},
+                    {LDAP_OPT_CONNECT_ASYNC, "?"},           {LDAP_OPT_CONNECT_CB, "?"}};
+    ASSERT_EQ(std::size(expected), library.setOptions.size());
+    for (std::size_t i = 0; i < std::size(expected); i++)
     {
         EXPECT_EQ(expected[i].option, library.setOptions[i].option) << i;
         EXPECT_EQ(expected[i].value, library.setOptions[i].value) << i;
@@ -347,10 +348,22 @@ TEST_P(FailingOptionTest, WithAnAccessCodeBecomesInsufficientAccess)
     EXPECT_EQ(accessError(LDAP_INAPPROPRIATE_AUTH), connectTo("srv1"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Each, FailingOptionTest,
-                         ::testing::Values(std::make_pair(LDAP_OPT_PROTOCOL_VERSION, 1U),
-                                           std::make_pair(LDAP_OPT_TIMEOUT, 2U),
-                                           std::make_pair(LDAP_OPT_NETWORK_TIMEOUT, 3U)));
+INSTANTIATE_TEST_SUITE_P(
+    Each, FailingOptionTest,
+    ::testing::Values(std::make_pair(LDAP_OPT_PROTOCOL_VERSION, 1U), std::make_pair(LDAP_OPT_TIMEOUT, 2U),
+                      std::make_pair(LDAP_OPT_NETWORK_TIMEOUT, 3U), std::make_pair(LDAP_OPT_RESTART, 4U),
+                      std::make_pair(LDAP_OPT_CONNECT_ASYNC, 5U), std::make_pair(LDAP_OPT_CONNECT_CB, 6U)));
+
+TEST_F(ConnectTest, TimeoutsThatCantBeReadBackAreAFailedConnection)
+{
+    for (const int option : {LDAP_OPT_TIMEOUT, LDAP_OPT_NETWORK_TIMEOUT})
+    {
+        library.unreadableOptions = {option};
+        EXPECT_EQ(ldapErrorAt("OpenLDAP error on initialization - Can't contact LDAP server", connectPlace),
+                  connectTo("srv1"))
+            << option;
+    }
+}
 
 TEST_F(ConnectTest, TheHostsBindDefaultsAreTakenAfterTheOptionsAndBeforeTheBind)
 {
@@ -360,7 +373,7 @@ TEST_F(ConnectTest, TheHostsBindDefaultsAreTakenAfterTheOptionsAndBeforeTheBind)
     host.onCall = [&](const std::string&)
     {
         asked = true;
-        EXPECT_EQ(3U, library.setOptions.size());
+        EXPECT_EQ(6U, library.setOptions.size());
         EXPECT_THAT(library.binds, IsEmpty());
     };
     connection.Connect(responder.target(), KVRAuthAnonymous);

@@ -137,6 +137,7 @@ bool CKVRLdapConnection::Connect(const std::string& target, KVRAuthType type)
     openSession();
     authType = type;
     internal->bindDefaults = core.GetBindDefaults();
+    guard.limit.BeginServers();
     if (type == KVRAuthAnonymous)
     {
         bindAnonymously();
@@ -198,7 +199,7 @@ int CKVRLdapConnection::setSessionOptions()
     {
         code = ldap_set_option(internal->ld, LDAP_OPT_NETWORK_TIMEOUT, &limit);
     }
-    return code;
+    return code == LDAP_OPT_SUCCESS ? guard.Install(internal->ld) : code;
 }
 
 void CKVRLdapConnection::bindAnonymously()
@@ -238,6 +239,7 @@ void CKVRLdapConnection::Disconnect()
     {
         return;
     }
+    guard.limit.End();
     // The library frees the session whatever it returns.
     const int code = ldap_unbind_ext_s(std::exchange(internal->ld, nullptr), nullptr, nullptr);
     if (code != LDAP_SUCCESS)
@@ -282,9 +284,7 @@ std::shared_ptr<IKVRLdapQuery> CKVRLdapConnection::Search(const std::string& bas
     names.push_back(nullptr);
 
     MessageOwner result;
-    const int code =
-        ldap_search_ext_s(internal->ld, base.c_str(), libraryScope(scope), filter.c_str(), names.data(), 0,
-                          nullptr, nullptr, nullptr, LDAP_NO_LIMIT, Receive(result));
+    const int code = search(base, libraryScope(scope), filter, names.data(), result);
     if (code == LDAP_NO_SUCH_OBJECT)
     {
         return nullptr;
@@ -303,6 +303,13 @@ std::shared_ptr<IKVRLdapQuery> CKVRLdapConnection::Search(const std::string& bas
     return query;
 }
 
+int CKVRLdapConnection::search(const std::string& base, int scope, const std::string& filter, char** names,
+                               MessageOwner& result)
+{
+    return ldap_search_ext_s(sessionForRequest(), base.c_str(), scope, filter.c_str(), names, 0, nullptr,
+                             nullptr, nullptr, LDAP_NO_LIMIT, Receive(result));
+}
+
 void CKVRLdapConnection::InternalCheck(const std::string& context)
 {
     int code = LDAP_SUCCESS;
@@ -315,6 +322,12 @@ void CKVRLdapConnection::InternalCheck(const std::string& context)
     {
         throwOpenLdapError(internal->ld, code, context, __FILE__, "InternalCheck", __LINE__);
     }
+}
+
+LDAP* CKVRLdapConnection::sessionForRequest()
+{
+    guard.limit.Begin();
+    return internal->ld;
 }
 
 void CKVRLdapConnection::requireSession() const

@@ -2,6 +2,7 @@
 
 #include "KVRLdapModifications.h"
 #include "KVRLdapReceivedEntry.h"
+#include "KVRLdapSessionGuard.h"
 
 #include <IKVRLdapConnection.h>
 
@@ -126,6 +127,18 @@ private:
 
     /** Throws EKVRCheckError unless there is a session. */
     void requireSession() const;
+
+    /** The session, or null, for one request to the server, whose time limit begins. */
+    LDAP* sessionForRequest();
+
+    /**
+     * Searches and receives the whole result.
+     * @param scope a scope of libldap
+     * @return result code
+     */
+    int search(const std::string& base, int scope, const std::string& filter, char** names,
+               MessageOwner& result);
+
     void determineCodeset();
     void chooseUri(const std::string& target);
     void openSession();
@@ -161,6 +174,7 @@ private:
     bool convert = false;
     std::string codeset;
 
+    CKVRSessionGuard guard;
     CKVREntryScratch scratch;
     mutable std::vector<char> converted; /**< buffer of InternalIconv */
 };

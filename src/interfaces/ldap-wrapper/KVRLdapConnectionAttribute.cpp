@@ -50,7 +50,8 @@ void CKVRLdapConnection::SetAttrValue(const std::string& dn, const std::string& 
     modification.mod_op = modificationOf(operation);
     modification.mod_type = unchanged(attribute);
     modification.mod_vals.modv_strvals = values;
-    checkResult(internal->ld, modify(internal->ld, dn, modification), {__FILE__, "SetAttrValue", __LINE__},
+    checkResult(internal->ld, modify(sessionForRequest(), dn, modification),
+                {__FILE__, "SetAttrValue", __LINE__},
                 markedText("on modifying attribute '%s' of dn '%s' to value '%s'"), attribute, dn, value);
 }
 
@@ -75,8 +76,9 @@ void CKVRLdapConnection::SetAttrValues(const std::string& dn, const std::string&
     modification.mod_op = modificationOf(operation);
     modification.mod_type = unchanged(attribute);
     modification.mod_vals.modv_strvals = pointers.data();
-    checkResult(internal->ld, modify(internal->ld, dn, modification), {__FILE__, "SetAttrValues", __LINE__},
-                markedText("on modifying attribute '%s' of dn '%s'"), attribute, dn);
+    checkResult(internal->ld, modify(sessionForRequest(), dn, modification),
+                {__FILE__, "SetAttrValues", __LINE__}, markedText("on modifying attribute '%s' of dn '%s'"),
+                attribute, dn);
 }
 
 void CKVRLdapConnection::SetAttrBinaryValue(const std::string& dn, const std::string& attribute,
@@ -94,7 +96,7 @@ void CKVRLdapConnection::SetAttrBinaryValue(const std::string& dn, const std::st
     modification.mod_op = modificationOf(operation) | LDAP_MOD_BVALUES;
     modification.mod_type = unchanged(attribute);
     modification.mod_vals.modv_bvals = values;
-    checkResult(internal->ld, modify(internal->ld, dn, modification),
+    checkResult(internal->ld, modify(sessionForRequest(), dn, modification),
                 {__FILE__, "SetAttrBinaryValue", __LINE__},
                 markedText("on modifying attribute '%s' of dn '%s' to binary value"), attribute, dn);
 }
@@ -105,8 +107,9 @@ void CKVRLdapConnection::DeleteAttr(const std::string& dn, const std::string& at
     LDAPMod modification{};
     modification.mod_op = LDAP_MOD_DELETE;
     modification.mod_type = unchanged(attribute);
-    checkResult(internal->ld, modify(internal->ld, dn, modification), {__FILE__, "DeleteAttr", __LINE__},
-                markedText("on deleting attribute '%s' of dn '%s'"), attribute, dn);
+    checkResult(internal->ld, modify(sessionForRequest(), dn, modification),
+                {__FILE__, "DeleteAttr", __LINE__}, markedText("on deleting attribute '%s' of dn '%s'"),
+                attribute, dn);
 }
 
 char* CKVRLdapConnection::GetAttrBinaryValue(const std::string& dn, const std::string& attribute,
@@ -117,8 +120,7 @@ char* CKVRLdapConnection::GetAttrBinaryValue(const std::string& dn, const std::s
     char* names[] = {name.data(), nullptr};
     MessageOwner result;
     // Unlike its neighbours this operation does not look for a session: libldap aborts without one.
-    const int code = ldap_search_ext_s(internal->ld, dn.c_str(), LDAP_SCOPE_BASE, filter.c_str(), names, 0,
-                                       nullptr, nullptr, nullptr, LDAP_NO_LIMIT, Receive(result));
+    const int code = search(dn, LDAP_SCOPE_BASE, filter, names, result);
     if (code == LDAP_NO_SUCH_OBJECT)
     {
         size = 0;

@@ -138,7 +138,7 @@ void CKVRLdapConnection::AddDN(const std::string& dn, Attributes& attributes)
     // The library takes no notice of the operation when it adds.
     const auto addMode = [](const std::string&) { return Mode{LDAP_MOD_REPLACE, true, 0}; };
     buildModifications(list, attributes, addMode, "AddDN");
-    const int code = ldap_add_ext_s(internal->ld, dn.c_str(), list.Data(), nullptr, nullptr);
+    const int code = ldap_add_ext_s(sessionForRequest(), dn.c_str(), list.Data(), nullptr, nullptr);
     checkResult(internal->ld, code, {__FILE__, "AddDN", __LINE__}, markedText("on adding dn '%s'"), dn);
 }
 
@@ -153,7 +153,7 @@ void CKVRLdapConnection::UpdateDN(const std::string& dn, Attributes& attributes)
     CKVRModificationList list;
     buildModifications(
         list, attributes, [&dn](const std::string& name) { return updateMode(name, dn); }, "UpdateDN");
-    const int code = ldap_modify_ext_s(internal->ld, dn.c_str(), list.Data(), nullptr, nullptr);
+    const int code = ldap_modify_ext_s(sessionForRequest(), dn.c_str(), list.Data(), nullptr, nullptr);
     checkResult(internal->ld, code, {__FILE__, "UpdateDN", __LINE__}, markedText("on modifying dn '%s'"), dn);
 }
 
@@ -163,7 +163,7 @@ void CKVRLdapConnection::DeleteDN(const std::string& dn)
     int code = deleteBelow(dn);
     if (code == LDAP_SUCCESS)
     {
-        code = ldap_delete_ext_s(internal->ld, dn.c_str(), nullptr, nullptr);
+        code = ldap_delete_ext_s(sessionForRequest(), dn.c_str(), nullptr, nullptr);
     }
     checkResult(internal->ld, code, {__FILE__, "DeleteDN", __LINE__}, markedText("on deleting dn '%s'"), dn);
 }
@@ -182,7 +182,7 @@ int CKVRLdapConnection::deleteBelow(const std::string& dn)
     // One pass in the server's order: an entry with children of its own stops it.
     while (code == LDAP_SUCCESS && query->Fetch(entry))
     {
-        code = ldap_delete_ext_s(internal->ld, entry->dn.c_str(), nullptr, nullptr);
+        code = ldap_delete_ext_s(sessionForRequest(), entry->dn.c_str(), nullptr, nullptr);
     }
     return code;
 }
@@ -191,8 +191,8 @@ void CKVRLdapConnection::RenameDN(const std::string& dn, const std::string& newR
 {
     requireSession();
     constexpr int deleteOldRdn = 1;
-    const int code =
-        ldap_rename_s(internal->ld, dn.c_str(), newRdn.c_str(), nullptr, deleteOldRdn, nullptr, nullptr);
+    const int code = ldap_rename_s(sessionForRequest(), dn.c_str(), newRdn.c_str(), nullptr, deleteOldRdn,
+                                   nullptr, nullptr);
     checkResult(internal->ld, code, {__FILE__, "RenameDN", __LINE__},
                 markedText("on renaming dn '%s' to rdn '%s'"), dn, newRdn);
 }

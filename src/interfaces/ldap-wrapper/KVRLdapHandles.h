@@ -1,6 +1,7 @@
 #pragma once
 
 #include <ldap.h>
+#include <sys/time.h>
 
 #include <memory>
 
@@ -16,6 +17,11 @@ struct MessageRelease
 struct TextRelease
 {
     void operator()(char* text) const { ldap_memfree(text); }
+};
+
+struct TimeRelease
+{
+    void operator()(timeval* time) const { ldap_memfree(time); }
 };
 
 struct ValuesRelease
@@ -37,6 +43,7 @@ struct AttributeCursorRelease
 
 using MessageOwner = std::unique_ptr<LDAPMessage, MessageRelease>;
 using TextOwner = std::unique_ptr<char, TextRelease>;
+using TimeOwner = std::unique_ptr<timeval, TimeRelease>;
 using ValuesOwner = std::unique_ptr<berval*, ValuesRelease>;
 using ValueArrayOwner = std::unique_ptr<berval, ValueArrayRelease>;
 using AttributeCursorOwner = std::unique_ptr<BerElement, AttributeCursorRelease>;

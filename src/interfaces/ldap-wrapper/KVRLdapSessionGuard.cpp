@@ -1,0 +1,245 @@
+#include "KVRLdapSessionGuard.h"
+
+#include "KVRLdapHandles.h"
+#include "KVRLdapNoticeFilter.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+// Everything that libldap calls here is C to it, so nothing may be thrown.
+
+namespace KVR
+{
+
+namespace
+{
+
+/** Above the socket's own layer and below that of TLS. */
+constexpr int waitLevel = LBER_SBIOD_LEVEL_PROVIDER + 5;
+
+CKVRTimeLimit::Clock::duration durationOf(const timeval& time)
+{
+    return std::chrono::seconds(time.tv_sec) + std::chrono::microseconds(time.tv_usec);
+}
+
+timeval timevalOf(CKVRTimeLimit::Clock::duration time)
+{
+    const auto microseconds = std::chrono::ceil<std::chrono::microseconds>(time).count();
+    timeval result{};
+    result.tv_sec = microseconds / std::micro::den;
+    result.tv_usec = microseconds % std::micro::den;
+    return result;
+}
+
+int socketOf(Sockbuf* buffer)
+{
+    ber_socket_t socket = -1;
+    ber_sockbuf_ctrl(buffer, LBER_SB_OPT_GET_FD, &socket);
+    return socket;
+}
+
+CKVRTimeLimit& limitOf(Sockbuf_IO_Desc* layer)
+{
+    return *static_cast<CKVRTimeLimit*>(layer->sbiod_pvt);
+}
+
+int setUp(Sockbuf_IO_Desc* layer, void* limit) noexcept
+{
+    layer->sbiod_pvt = limit;
+    return 0;
+}
+
+int control(Sockbuf_IO_Desc* layer, int option, void* argument) noexcept
+{
+    return LBER_SBIOD_CTRL_NEXT(layer, option, argument);
+}
+
+/** True when a transfer that failed is to be tried again as soon as the socket is ready. */
+bool isToBeTriedAgain(ssize_t transferred)
+{
+    return transferred < 0 && (errno == EAGAIN || errno == EINTR);
+}
+
+ber_slen_t receive(Sockbuf_IO_Desc* layer, void* bytes, ber_len_t size) noexcept
+{
+    // libldap takes an EAGAIN that a read has left for a message that is still to come.
+    const int formerErrno = errno;
+    const int socket = socketOf(layer->sbiod_sb);
+    CKVRTimeLimit& limit = limitOf(layer);
+    while (limit.HasTime())
+    {
+        const ssize_t received = recv(socket, bytes, size, MSG_DONTWAIT);
+        if (!isToBeTriedAgain(received))
+        {
+            errno = received < 0 ? errno : formerErrno;
+            return received;
+        }
+        if (!limit.Await(socket, POLLIN))
+        {
+            break;
+        }
+    }
+    return -1;
+}
+
+/** Sends all or fails: after a part GnuTLS would have libldap try again, and libldap counts that wrongly. */
+ber_slen_t transmit(Sockbuf_IO_Desc* layer, void* bytes, ber_len_t size) noexcept
+{
+    const int socket = socketOf(layer->sbiod_sb);
+    CKVRTimeLimit& limit = limitOf(layer);
+    const char* const begin = static_cast<const char*>(bytes);
+    ber_len_t sent = 0;
+    while (sent < size)
+    {
+        const ssize_t count = send(socket, begin + sent, size - sent, MSG_DONTWAIT | MSG_NOSIGNAL);
+        if (count >= 0)
+        {
+            sent += static_cast<ber_len_t>(count);
+        }
+        else if (!isToBeTriedAgain(count) || !limit.Await(socket, POLLOUT))
+        {
+            // What follows half a message would be read as its rest.
+            const int reason = errno;
+            shutdown(socket, SHUT_RDWR);
+            errno = reason;
+            return -1;
+        }
+    }
+    return static_cast<ber_slen_t>(size);
+}
+
+Sockbuf_IO waitLayer{setUp, nullptr, control, receive, transmit, nullptr};
+
+/** Puts the layers of a connection in place. */
+bool addLayers(Sockbuf* buffer, CKVRTimeLimit& limit)
+{
+    // Servers of a list share a buffer, and libldap leaves the layers of a server that failed in it: the
+    // socket's own layer would close the next one's socket twice.
+    ber_sockbuf_remove_io(buffer, &ber_sockbuf_io_tcp, LBER_SBIOD_LEVEL_PROVIDER);
+    ber_sockbuf_remove_io(buffer, &waitLayer, waitLevel);
+    CKVRNoticeFilter::RemoveFrom(buffer);
+    return ber_sockbuf_add_io(buffer, &waitLayer, waitLevel, &limit) == 0 && CKVRNoticeFilter::AddTo(buffer);
+}
+
+/** Binds anonymously, within the limit. */
+bool bindAnonymously(LDAP* session, const CKVRTimeLimit& limit)
+{
+    berval noPassword{};
+    int messageId = 0;
+    int code = ldap_sasl_bind(session, "", LDAP_SASL_SIMPLE, &noPassword, nullptr, nullptr, &messageId);
+    if (code != LDAP_SUCCESS)
+    {
+        return false;
+    }
+    timeval left = timevalOf(limit.Left());
+    MessageOwner answer;
+    const int type = ldap_result(session, messageId, LDAP_MSG_ALL, &left, Receive(answer));
+    if (type == 0)
+    {
+        // libldap keeps a connection as long as it waits for an answer over it.
+        ldap_abandon_ext(session, messageId, nullptr, nullptr);
+    }
+    if (type != LDAP_RES_BIND)
+    {
+        return false;
+    }
+    const int parsed = ldap_parse_result(session, answer.get(), &code, nullptr, nullptr, nullptr, nullptr, 0);
+    return parsed == LDAP_SUCCESS && code == LDAP_SUCCESS;
+}
+
+/** A time-out of the session. */
+int readTimeout(LDAP* session, int option, CKVRTimeLimit::Clock::duration& time)
+{
+    TimeOwner value;
+    const int code = ldap_get_option(session, option, Receive(value));
+    if (code != LDAP_OPT_SUCCESS || !value)
+    {
+        return LDAP_OPT_ERROR;
+    }
+    time = durationOf(*value);
+    return LDAP_OPT_SUCCESS;
+}
+
+} // namespace
+
+CKVRSessionGuard::CKVRSessionGuard() : callback_{addConnection, removeConnection, this} {}
+
+int CKVRSessionGuard::Install(LDAP* session)
+{
+    int code = takeTimeLimits(session);
+    // A wait for an answer goes on after a signal.
+    for (const int option : {LDAP_OPT_RESTART, LDAP_OPT_CONNECT_ASYNC})
+    {
+        if (code == LDAP_OPT_SUCCESS)
+        {
+            code = ldap_set_option(session, option, LDAP_OPT_ON);
+        }
+    }
+    if (code == LDAP_OPT_SUCCESS)
+    {
+        code = ldap_set_option(session, LDAP_OPT_CONNECT_CB, &callback_);
+    }
+    if (code == LDAP_OPT_SUCCESS)
+    {
+        code = ldap_set_rebind_proc(session, rebind, this);
+    }
+    return code;
+}
+
+int CKVRSessionGuard::takeTimeLimits(LDAP* session)
+{
+    CKVRTimeLimit::Clock::duration operation{};
+    CKVRTimeLimit::Clock::duration connecting{};
+    int code = readTimeout(session, LDAP_OPT_TIMEOUT, operation);
+    if (code == LDAP_OPT_SUCCESS)
+    {
+        code = readTimeout(session, LDAP_OPT_NETWORK_TIMEOUT, connecting);
+    }
+    limit.SetLengths(operation, connecting);
+    return code;
+}
+
+/** With LDAP_OPT_CONNECT_ASYNC libldap calls this while connect(2) is under way, and leaves the wait to it.
+ */
+int CKVRSessionGuard::addConnection(LDAP* /*session*/, Sockbuf* buffer, LDAPURLDesc* /*server*/,
+                                    sockaddr* /*address*/, ldap_conncb* callback)
+{
+    auto& guard = *static_cast<CKVRSessionGuard*>(callback->lc_arg);
+    ber_socket_t socket = socketOf(buffer);
+    if (guard.limit.AwaitConnection(socket) && addLayers(buffer, guard.limit))
+    {
+        guard.newestSocket_ = socket;
+        return 0;
+    }
+    // libldap would take the descriptor that it finds in the buffer later for a connection.
+    close(socket);
+    socket = -1;
+    ber_sockbuf_ctrl(buffer, LBER_SB_OPT_SET_FD, &socket);
+    return -1;
+}
+
+/** The layers stay: the farewell is still to be sent, and they go with the buffer. */
+void CKVRSessionGuard::removeConnection(LDAP* /*session*/, Sockbuf* /*buffer*/, ldap_conncb* /*callback*/) {}
+
+/**
+ * Binds the connection that was made for a referral. libldap would free requests that are in use when
+ * this failed, so a failure is told by the connection: nothing can be sent over it any more.
+ */
+int CKVRSessionGuard::rebind(LDAP* session, const char* /*url*/, ber_tag_t /*request*/,
+                             ber_int_t /*messageId*/, void* argument)
+{
+    const auto& guard = *static_cast<const CKVRSessionGuard*>(argument);
+    // Another referral may be followed during the bind.
+    const int socket = guard.newestSocket_;
+    if (!bindAnonymously(session, guard.limit))
+    {
+        shutdown(socket, SHUT_RDWR);
+    }
+    return LDAP_SUCCESS;
+}
+
+} // namespace KVR

@@ -1,0 +1,51 @@
+#pragma once
+
+#include "KVRLdapTimeLimit.h"
+
+#include <ldap.h>
+
+namespace KVR
+{
+
+/**
+ * Keeps the servers of a session, the first one and those of referrals, from holding up or ending the
+ * process.
+ *
+ * libldap waits without end where a server stalls: inside a message, in a TLS handshake, when it does not
+ * read what is sent, and for the bind to the server of a referral. It begins its wait for a connection
+ * anew at each signal, and writes in a way that raises SIGPIPE. So each connection gets two I/O layers of
+ * its own (see ber_sockbuf_add_io in lber.h): one right above the socket, below TLS, which waits to the
+ * deadline of the operation under way and never raises SIGPIPE, and one at the top, see CKVRNoticeFilter.
+ *
+ * It outlives the session: libldap sends its farewell through the layers.
+ */
+class CKVRSessionGuard
+{
+public:
+    CKVRSessionGuard();
+
+    CKVRSessionGuard(const CKVRSessionGuard&) = delete;
+    CKVRSessionGuard& operator=(const CKVRSessionGuard&) = delete;
+
+    /**
+     * Guards a session, whose time-outs for operations and for connections are set and which has not
+     * connected yet.
+     * @return result code, LDAP_OPT_SUCCESS when all is in place
+     */
+    int Install(LDAP* session);
+
+    CKVRTimeLimit limit;
+
+private:
+    static int addConnection(LDAP* session, Sockbuf* buffer, LDAPURLDesc* server, sockaddr* address,
+                             ldap_conncb* callback);
+    static void removeConnection(LDAP* session, Sockbuf* buffer, ldap_conncb* callback);
+    static int rebind(LDAP* session, const char* url, ber_tag_t request, ber_int_t messageId, void* guard);
+
+    int takeTimeLimits(LDAP* session);
+
+    ldap_conncb callback_;
+    int newestSocket_ = -1;
+};
+
+} // namespace KVR

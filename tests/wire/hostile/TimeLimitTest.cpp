@@ -1,0 +1,138 @@
+// Servers that hold a client up: every wait ends at the limit of its operation.
+
+#include "HostileTest.h"
+#include "SilentServer.h"
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace KVR
+{
+
+namespace
+{
+
+constexpr char lost[] = "Can't contact LDAP server";
+constexpr char timedOut[] = "Timed out";
+
+using Support::FullPort;
+using Support::SilentServer;
+
+constexpr std::chrono::milliseconds dripPause{20};
+
+/** Enough of an answer for libldap to begin to read its rest. */
+constexpr std::size_t beginOfMessage = 8;
+
+class StallTest : public EachTransport
+{
+};
+
+TEST_P(StallTest, InsideTheAnswerToABindEndsAtTheLimit)
+{
+    responder.onBind(Answer().cutAfter(beginOfMessage));
+    const auto connection = connectionTo(responder.uri());
+    EXPECT_EQ(bindFailure(lost), inTime([&] { connectTo(*connection, responder.uri()); }));
+}
+
+TEST_P(StallTest, InsideTheAnswerToASearchEndsAtTheLimit)
+{
+    const auto connection = connected();
+    responder.onSearch(Answer().entry("cn=a,dc=x").cutAfter(beginOfMessage));
+    EXPECT_EQ(searchFailure(lost), inTime([&] { search(*connection); }));
+    EXPECT_EQ(LDAP_SERVER_DOWN, connection->GetLastError());
+}
+
+TEST_P(StallTest, InsideTheAnswerToAWriteEndsAtTheLimit)
+{
+    const auto connection = connected();
+    responder.onModify(Answer().cutAfter(beginOfMessage));
+    EXPECT_EQ(writeFailure(lost), inTime([&] { write(*connection); }));
+}
+
+TEST_P(StallTest, WithoutAnyAnswerEndsAsLibldapNotices)
+{
+    const auto connection = connected();
+    responder.onModify(Answer().silence());
+    EXPECT_EQ(writeFailure(timedOut), inTime([&] { write(*connection); }));
+    EXPECT_EQ(LDAP_TIMEOUT, connection->GetLastError());
+}
+
+TEST_P(StallTest, OfAWriteWhoseServerReadsNothingEndsAtTheLimit)
+{
+    const std::string large(20'000'000, 'a');
+    const auto connection = connected();
+    responder.onSearch(Answer().thenDeaf());
+    search(*connection);
+    EXPECT_TRUE(inTime([&] { write(*connection, large); }).type == typeid(EKVROpenLdapError));
+    EXPECT_EQ(LDAP_SERVER_DOWN, connection->GetLastError());
+}
+
+TEST_P(StallTest, DoesNotShortenTheLimitOfTheNextOperation)
+{
+    const auto connection = connected();
+    responder.onModify(Answer().silence());
+    EXPECT_EQ(writeFailure(timedOut), inTime([&] { write(*connection); }));
+    EXPECT_EQ(Caught(), inTime([&] { write(*connection); }));
+}
+
+INSTANTIATE_TEST_SUITE_P(Over, StallTest, transports, transportName);
+
+using TimeLimitTest = HostileTest;
+
+TEST_F(TimeLimitTest, HoldsForAnAnswerThatComesByteByByte)
+{
+    const auto connection = connected();
+    responder.onSearch(Answer().entry("cn=a,dc=x", {{"cn", {std::string(100, 'a')}}}).drip(dripPause));
+    const Caught error = inTime([&] { search(*connection); });
+    // Either of the two can notice it first.
+    EXPECT_TRUE(error == searchFailure(lost) || error == searchFailure(timedOut)) << error;
+}
+
+TEST_F(TimeLimitTest, HoldsForATlsHandshake)
+{
+    const std::string halfRecord("\x16\x03\x03\x00\x7a\x02\x00", 7);
+    const SilentServer silent;
+    const SilentServer half(halfRecord);
+    const SilentServer dripping(halfRecord + std::string(120, 'a'), dripPause);
+    for (const SilentServer* server : {&silent, &half, &dripping})
+    {
+        const std::string uri = "ldaps://" + server->target();
+        const auto connection = connectionTo(uri);
+        EXPECT_EQ(bindFailure(lost).message, inTime([&] { connectTo(*connection, uri); }).message);
+    }
+}
+
+TEST_F(TimeLimitTest, HoldsForAConnectionThatIsNeverTaken)
+{
+    const FullPort full;
+    const std::string uri = "ldap://" + full.target();
+    const auto connection = connectionTo(uri);
+    EXPECT_EQ(bindFailure(lost), inTime([&] { connectTo(*connection, uri); }));
+}
+
+TEST_F(TimeLimitTest, BeginsAnewForEachServerOfAList)
+{
+    const FullPort full;
+    const SilentServer silent;
+    const std::string uris =
+        "ldap://" + full.target() + " ldaps://" + silent.target() + " " + responder.uri();
+    const auto connection = connectionTo(uris);
+    EXPECT_EQ(Caught(), inTime([&] { connectTo(*connection, uris); }));
+    EXPECT_EQ(Caught(), inTime([&] { write(*connection); }));
+    EXPECT_EQ(1U, responder.requests(Support::Operation::Modify).size());
+}
+
+TEST_F(TimeLimitTest, DoesNotHoldUpADisconnection)
+{
+    library.timeLimit = std::chrono::hours(1);
+    const std::string large(20'000'000, 'a');
+    const auto connection = connected();
+    responder.onModify(Answer().silence());
+    library.timeLimit = shortLimit;
+    EXPECT_EQ(Caught(), inTime([&] { connection->Disconnect(); }));
+}
+
+} // namespace
+
+} // namespace KVR
