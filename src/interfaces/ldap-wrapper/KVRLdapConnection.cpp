@@ -306,8 +306,15 @@ std::shared_ptr<IKVRLdapQuery> CKVRLdapConnection::Search(const std::string& bas
 int CKVRLdapConnection::search(const std::string& base, int scope, const std::string& filter, char** names,
                                MessageOwner& result)
 {
-    return ldap_search_ext_s(sessionForRequest(), base.c_str(), scope, filter.c_str(), names, 0, nullptr,
-                             nullptr, nullptr, LDAP_NO_LIMIT, Receive(result));
+    int code = ldap_search_ext_s(sessionForRequest(), base.c_str(), scope, filter.c_str(), names, 0, nullptr,
+                                 nullptr, nullptr, LDAP_NO_LIMIT, Receive(result));
+    // A notice of disconnection can carry a code that says otherwise.
+    if ((code == LDAP_SUCCESS || code == LDAP_SIZELIMIT_EXCEEDED) && !result)
+    {
+        code = LDAP_SERVER_DOWN;
+        ldap_set_option(internal->ld, LDAP_OPT_RESULT_CODE, &code);
+    }
+    return code;
 }
 
 void CKVRLdapConnection::InternalCheck(const std::string& context)

@@ -134,7 +134,7 @@ private:
     /**
      * Searches and receives the whole result.
      * @param scope a scope of libldap
-     * @return result code
+     * @return result code; with success, and with a result that is cut, there is a result
      */
     int search(const std::string& base, int scope, const std::string& filter, char** names,
                MessageOwner& result);
