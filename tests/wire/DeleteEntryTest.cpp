@@ -254,6 +254,97 @@ TEST_F(DeleteEntryTest, AnOverridingSearchThatGivesNoQueryLeavesTheEntryToDelete
     EXPECT_THAT(deleted(), ElementsAre("dc=x"));
 }
 
+/** A server elsewhere that references and referrals lead to. */
+class ReferenceDeletionTest : public DeleteEntryTest
+{
+protected:
+    std::string elsewhere() const { return other.uri() + "/ou=y"; }
+
+    /** Whether a write follows referrals, as it does unless that was switched off. */
+    bool isFollowing()
+    {
+        responder.onModify(Answer().referral({elsewhere()}));
+        const Caught error = caught([&] { connection.SetAttrValue("dc=x", "cn", "a", alADD); });
+        const bool isFollowed = !other.requests(Operation::Modify).empty();
+        EXPECT_EQ(isFollowed, error == Caught());
+        return isFollowed;
+    }
+
+    Support::LdapResponder other;
+};
+
+TEST_F(ReferenceDeletionTest, WhatAReferenceLeadsToStays)
+{
+    responder.onSearch(Answer().entry("cn=a,dc=x").reference({elsewhere() + "??sub"}).entry("cn=b,dc=x"));
+    other.always(Operation::Search, Answer().entry("cn=stranger,ou=y"));
+    EXPECT_EQ(Caught(), deleting());
+    EXPECT_THAT(deleted(), ElementsAre("cn=a,dc=x", "cn=b,dc=x", "dc=x"));
+    EXPECT_THAT(other.requests(), IsEmpty());
+    EXPECT_TRUE(isFollowing());
+}
+
+TEST_F(ReferenceDeletionTest, OfAReferenceObjectFailsInItsSearch)
+{
+    responder.onSearch(Answer().referral({elsewhere()}));
+    EXPECT_EQ(ldapErrorAt("OpenLDAP error on searching 'dc=x (objectClass=*)' - Referral",
+                          "KVRLdapConnection.cpp:LINE(Search)"),
+              deleting());
+    EXPECT_THAT(deleted(), IsEmpty());
+    EXPECT_THAT(other.requests(), IsEmpty());
+    EXPECT_TRUE(isFollowing());
+}
+
+TEST_F(ReferenceDeletionTest, ThatIsAnsweredWithAReferralIsRefused)
+{
+    responder.onDelete(Answer().referral({elsewhere()}));
+    EXPECT_EQ(refusal(LDAP_REFERRAL), deleting());
+    EXPECT_THAT(other.requests(), IsEmpty());
+    EXPECT_TRUE(isFollowing());
+}
+
+TEST_F(ReferenceDeletionTest, BelowThatIsAnsweredWithAReferralIsRefused)
+{
+    responder.onSearch(threeEntries());
+    responder.onDelete(Answer());
+    responder.onDelete(Answer().referral({elsewhere()}));
+    EXPECT_EQ(refusal(LDAP_REFERRAL), deleting());
+    EXPECT_THAT(deleted(), ElementsAre("cn=a,dc=x", "cn=b,dc=x"));
+    EXPECT_THAT(other.requests(), IsEmpty());
+}
+
+TEST_F(ReferenceDeletionTest, LeavesReferralsAsTheyWere)
+{
+    ldap_set_option(library.session, LDAP_OPT_REFERRALS, LDAP_OPT_OFF);
+    EXPECT_EQ(Caught(), deleting());
+    EXPECT_FALSE(isFollowing());
+}
+
+/** A connection whose search ends the session, and begins another one. */
+class ReconnectingConnection : public CKVRLdapConnection
+{
+public:
+    using CKVRLdapConnection::CKVRLdapConnection;
+
+    std::string target;
+
+    std::shared_ptr<IKVRLdapQuery> Search(const std::string& base, const std::string& filter,
+                                          std::list<std::string>& attributes, alSCOPE scope) override
+    {
+        Disconnect();
+        Connect(target, KVRAuthAnonymous);
+        return CKVRLdapConnection::Search(base, filter, attributes, scope);
+    }
+};
+
+TEST_F(ReferenceDeletionTest, OfAnOverridingConnectionMayEndTheSession)
+{
+    ReconnectingConnection overriding(host);
+    overriding.target = responder.target();
+    connect(overriding);
+    EXPECT_EQ(Caught(), caught([&] { overriding.DeleteDN("dc=x"); }));
+    EXPECT_THAT(deleted(), ElementsAre("dc=x"));
+}
+
 } // namespace
 
 } // namespace KVR

@@ -104,6 +104,36 @@ Mode updateMode(const std::string& name, const std::string& dn)
         __FILE__, "UpdateDN", __LINE__);
 }
 
+/** Keeps libldap from following referrals and references while it lives. */
+class ReferralPause
+{
+public:
+    /** @param session where the connection keeps its session, which it may end meanwhile */
+    explicit ReferralPause(LDAP* const& session) : session_(session), paused_(session)
+    {
+        int isOn = 1;
+        ldap_get_option(paused_, LDAP_OPT_REFERRALS, &isOn);
+        former_ = isOn != 0 ? LDAP_OPT_ON : LDAP_OPT_OFF;
+        ldap_set_option(paused_, LDAP_OPT_REFERRALS, LDAP_OPT_OFF);
+    }
+
+    ~ReferralPause()
+    {
+        if (session_ == paused_)
+        {
+            ldap_set_option(paused_, LDAP_OPT_REFERRALS, former_);
+        }
+    }
+
+    ReferralPause(const ReferralPause&) = delete;
+    ReferralPause& operator=(const ReferralPause&) = delete;
+
+private:
+    LDAP* const& session_;
+    LDAP* const paused_;
+    const void* former_ = nullptr;
+};
+
 } // namespace
 
 void CKVRLdapConnection::buildModifications(CKVRModificationList& list, const Attributes& attributes,
@@ -160,6 +190,8 @@ void CKVRLdapConnection::UpdateDN(const std::string& dn, Attributes& attributes)
 void CKVRLdapConnection::DeleteDN(const std::string& dn)
 {
     requireSession();
+    // The subtree ends at a reference: what is behind it belongs to somebody else.
+    const ReferralPause pause(internal->ld);
     int code = deleteBelow(dn);
     if (code == LDAP_SUCCESS)
     {
