@@ -97,6 +97,17 @@ bool isSameName(const CKVRReceivedAttribute& one, const CKVRReceivedAttribute& o
 
 } // namespace
 
+void CKVRReceivedEntry::Clear()
+{
+    attributes_.clear();
+    if (attributes_.capacity() > keptRecords)
+    {
+        attributes_.shrink_to_fit();
+        slots_.clear();
+        slots_.shrink_to_fit();
+    }
+}
+
 bool CKVRReceivedEntry::Gather(LDAP* session, LDAPMessage* entry)
 {
     attributes_.clear();

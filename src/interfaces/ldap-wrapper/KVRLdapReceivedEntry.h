@@ -11,8 +11,9 @@
 namespace KVR
 {
 
-/** What buffers that are used again keep at most. */
+/** What buffers that are used again keep at most: of a text, and of records, which are smaller than 64 bytes. */
 constexpr std::size_t keptBytes = 64UL * 1024;
+constexpr std::size_t keptRecords = 1024;
 
 /** An attribute of a received entry; name and values point into the message. */
 struct CKVRReceivedAttribute
@@ -26,7 +27,7 @@ struct CKVRReceivedAttribute
  * A received entry as references into its message, gathered in one pass with ldap_get_dn_ber(3) and
  * ldap_get_attribute_ber(3). Gathering copies nothing; it ends names and values by zero bytes in place.
  *
- * The object can be used again for the next entry and keeps its memory for that.
+ * The object can be used again for the next entry and keeps some memory for that.
  */
 class CKVRReceivedEntry
 {
@@ -40,8 +41,8 @@ public:
      */
     bool Gather(LDAP* session, LDAPMessage* entry);
 
-    /** Releases what was gathered. */
-    void Clear() { attributes_.clear(); }
+    /** Releases what was gathered, and the memory of an entry with many attributes. */
+    void Clear();
 
     const berval& Dn() const { return dn_; }
     const std::vector<CKVRReceivedAttribute>& Attributes() const { return attributes_; }

@@ -109,6 +109,13 @@ TEST_F(EntryAllocations, AVeryLongValueIsNotKeptByTheConnection)
     EXPECT_EQ(allocationsFor(oneAttribute("cn", 1, std::string(70000, 'x'))), 3);
 }
 
+/** Twelve allocations let the list of attributes grow to 2,048, and one makes the table of names. */
+TEST_F(EntryAllocations, TheRecordsOfManyAttributesAreNotKeptByTheConnection)
+{
+    EXPECT_EQ(allocationsFor(attributesOf(1024, shortText)), 1024);
+    EXPECT_EQ(allocationsFor(attributesOf(1025, shortText)), 1025 + 12 + 1);
+}
+
 TEST_F(EntryAllocations, AConvertedValueNeedsNoMore)
 {
     SetDefaultCodeset("ISO-8859-1");
