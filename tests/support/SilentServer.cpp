@@ -75,6 +75,15 @@ FullPort::FullPort() : listener_(listenOnLoopback(0, port_))
     }
 }
 
+void FullPort::takeWaiting()
+{
+    pollfd watched{listener_.get(), POLLIN, 0};
+    while (::poll(&watched, 1, 0) > 0)
+    {
+        waiting_.emplace_back(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
+    }
+}
+
 std::string FullPort::target() const
 {
     return "127.0.0.1:" + std::to_string(port_);

@@ -50,6 +50,9 @@ public:
 
     std::string target() const;
 
+    /** Makes room in the queue, but answers nobody. */
+    void takeWaiting();
+
 private:
     int port_ = 0;
     Descriptor listener_;
