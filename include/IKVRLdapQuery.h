@@ -38,6 +38,10 @@ public:
      *
      * When an exception leaves the call, the cursor has moved and the entity holds what had been
      * read; a repeated call goes on with the following entry.
+     *
+     * A connection class that overrides Utf8ToLocal may do anything in it but destroy this query: change
+     * the entity, fetch into it, move the cursor. What remains of this entry is inserted afterwards; when
+     * the session was ended meanwhile, EKVRCheckError ends the fetch.
      * @param entity reused when it points to one, made otherwise; left as it is at the end
      * @return false at the end of the result
      * @throws EKVROpenLdapError when the entry can't be read, or at the end when the last

@@ -1,5 +1,7 @@
 #include "SearchTest.h"
 
+#include <functional>
+
 namespace KVR
 {
 
@@ -255,6 +257,119 @@ TEST_F(OverriddenFetchTest, TheEntityIsEmptiedThroughItsOwnClearOncePerEntry)
     EXPECT_EQ(counting, entity);
     EXPECT_EQ(3, counting->cleared);
 }
+
+/** A connection whose conversion does something else as well. */
+class BusyConnection : public CKVRLdapConnection
+{
+public:
+    using CKVRLdapConnection::CKVRLdapConnection;
+
+    std::string Utf8ToLocal(const std::string& text) override
+    {
+        if (text == trigger)
+        {
+            trigger.clear();
+            action();
+        }
+        return text;
+    }
+
+    std::string trigger; /**< the value at whose conversion it happens, once */
+    std::function<void()> action;
+};
+
+/** Both ways of reading an entry: true lets only the calls by name read. */
+class BusyConversionTest : public WireTest, public ::testing::WithParamInterface<bool>
+{
+protected:
+    void SetUp() override
+    {
+        library.refuseInPlace = GetParam();
+        connect(busy);
+        responder.onSearch(Answer()
+                               .entry("cn=a,dc=x", {{"cn", {"a", "b", "c"}}, {"sn", {"d", "e"}}})
+                               .entry("cn=f,dc=x", {{"cn", {"f"}}, {"tn", {"g"}}}));
+        query = searchWith(busy);
+    }
+
+    /** What is in the first entry when this happens at the conversion of "b". */
+    Values fetchWith(const std::function<void()>& action)
+    {
+        busy.trigger = "b";
+        busy.action = action;
+        EntityPointer kept = entity = std::make_shared<CKVRLdapEntity>(busy);
+        EXPECT_TRUE(query->Fetch(entity));
+        return valuesOf(*kept);
+    }
+
+    BusyConnection busy{host};
+    QueryPointer query;
+    EntityPointer entity;
+};
+
+TEST_P(BusyConversionTest, MayClearTheEntity)
+{
+    EXPECT_EQ((Values{{"cn", "b"}, {"cn", "c"}, {"sn", "d"}, {"sn", "e"}}),
+              fetchWith([&] { entity->Clear(); }));
+    EXPECT_EQ("", entity->dn);
+}
+
+TEST_P(BusyConversionTest, MayEraseAndAddValues)
+{
+    EXPECT_EQ((Values{{"cn", "z"}, {"cn", "b"}, {"cn", "c"}, {"sn", "d"}, {"sn", "e"}}),
+              fetchWith(
+                  [&]
+                  {
+                      entity->attributes.erase("cn");
+                      entity->attributes.emplace("cn", "z");
+                  }));
+}
+
+TEST_P(BusyConversionTest, MayFetchTheNextEntryIntoTheSameEntity)
+{
+    EXPECT_EQ((Values{{"cn", "f"}, {"cn", "b"}, {"cn", "c"}, {"sn", "d"}, {"sn", "e"}, {"tn", "g"}}),
+              fetchWith([&] { EXPECT_TRUE(query->Fetch(entity)); }));
+    EXPECT_EQ("cn=f,dc=x", entity->dn);
+    EXPECT_FALSE(query->Fetch(entity)) << "the cursor has moved";
+}
+
+TEST_P(BusyConversionTest, MayWalkTheResultToItsEnd)
+{
+    EXPECT_EQ((Values{{"cn", "a"}, {"cn", "b"}, {"cn", "c"}, {"sn", "d"}, {"sn", "e"}}),
+              fetchWith(
+                  [&]
+                  {
+                      EntityPointer other;
+                      while (query->Fetch(other))
+                      {
+                      }
+                  }));
+    EXPECT_TRUE(query->Fetch(entity)) << "the cursor starts over";
+    EXPECT_EQ("cn=a,dc=x", entity->dn);
+}
+
+TEST_P(BusyConversionTest, MayTakeTheEntityAway)
+{
+    EXPECT_EQ((Values{{"cn", "a"}, {"cn", "b"}, {"cn", "c"}, {"sn", "d"}, {"sn", "e"}}),
+              fetchWith([&] { entity.reset(); }));
+    EXPECT_EQ(nullptr, entity);
+}
+
+TEST_P(BusyConversionTest, MaySearchAnew)
+{
+    EXPECT_EQ((Values{{"cn", "a"}, {"cn", "b"}, {"cn", "c"}, {"sn", "d"}, {"sn", "e"}}),
+              fetchWith([&] { EXPECT_NE(nullptr, searchWith(busy)); }));
+}
+
+TEST_P(BusyConversionTest, ThatEndsTheSessionEndsTheFetchAfterTheAttribute)
+{
+    busy.trigger = "b";
+    busy.action = [&] { busy.Disconnect(); };
+    EXPECT_EQ(notConnected(), caught([&] { query->Fetch(entity); }));
+    EXPECT_EQ((Values{{"cn", "a"}, {"cn", "b"}, {"cn", "c"}}), valuesOf(*entity));
+}
+
+INSTANTIATE_TEST_SUITE_P(ByEither, BusyConversionTest, ::testing::Bool());
 
 } // namespace
 

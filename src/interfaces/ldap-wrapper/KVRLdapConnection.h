@@ -10,6 +10,7 @@
 #include <ldap.h>
 
 #include <cstdint>
+#include <typeinfo>
 #include <vector>
 
 namespace KVR
@@ -124,6 +125,9 @@ public:
 
 private:
     friend class CKVRLdapQuery;
+
+    /** False for a class that derives from this one, and whose operations may do anything. */
+    bool isOfModulesType() const { return typeid(*this) == typeid(CKVRLdapConnection); }
 
     /** Throws EKVRCheckError unless there is a session. */
     void requireSession() const;

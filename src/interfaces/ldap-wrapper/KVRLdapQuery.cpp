@@ -115,9 +115,13 @@ void CKVRLdapQuery::FetchAttributes(std::shared_ptr<IKVRLdapEntity>& entity)
         throw EKVRInternalError(moduleText("LDAP entity is not allocated."), "", __FILE__, "FetchAttributes",
                                 __LINE__);
     }
-    if (!fetchInPlace(*entity))
+    // Utf8ToLocal is the caller's where it is overridden: it may fetch on its own, also from this query,
+    // and give the pointer another entity. What is under way goes on with this entry and this entity.
+    const std::shared_ptr<IKVRLdapEntity> filled = entity;
+    LDAPMessage* const entry = message->current;
+    if (!fetchInPlace(entry, *filled))
     {
-        fetchByName(*entity);
+        fetchByName(entry, *filled);
     }
 }
 
@@ -127,48 +131,57 @@ void CKVRLdapQuery::FetchAttributes(std::shared_ptr<IKVRLdapEntity>& entity)
 // in place pass over the entry once. They read plain entries only, in which both ways give the same, and
 // leave any other untouched.
 
-bool CKVRLdapQuery::fetchInPlace(IKVRLdapEntity& entity) const
+bool CKVRLdapQuery::fetchInPlace(LDAPMessage* entry, IKVRLdapEntity& entity) const
 {
-    // Utf8ToLocal is the caller's where it is overridden, and may fetch on its own.
     Borrowed<CKVREntryScratch> scratch(connection.scratch);
     CKVRReceivedEntry& received = scratch->entry;
-    if (!received.Gather(connection.internal->ld, message->current))
+    if (!received.Gather(connection.internal->ld, entry))
     {
         return false;
     }
+    const bool isOwnConversion = connection.isOfModulesType();
     entity.Clear();
     entity.dn.assign(received.Dn().bv_val, received.Dn().bv_len);
     for (const CKVRReceivedAttribute& attribute : received.Attributes())
     {
         const std::string name(attribute.name.bv_val, attribute.name.bv_len);
-        const auto behind = entity.attributes.upper_bound(name);
+        auto behind = entity.attributes.upper_bound(name);
         for (const berval* value = attribute.values.get(); value->bv_val != nullptr; ++value)
         {
             // Values are text here: the stored length does not count, the first zero byte ends it.
             scratch->value.assign(value->bv_val);
-            entity.attributes.emplace_hint(behind, name, connection.Utf8ToLocal(scratch->value));
+            std::string converted = connection.Utf8ToLocal(scratch->value);
+            if (!isOwnConversion)
+            {
+                behind = entity.attributes.upper_bound(name); // the conversion may have changed the map
+            }
+            entity.attributes.emplace_hint(behind, name, std::move(converted));
+        }
+        if (!isOwnConversion)
+        {
+            connection.requireSession(); // as where each attribute is asked for by name
         }
     }
     return true;
 }
 
-void CKVRLdapQuery::fetchByName(IKVRLdapEntity& entity) const
+void CKVRLdapQuery::fetchByName(LDAPMessage* entry, IKVRLdapEntity& entity) const
 {
     entity.Clear();
-    fetchDn(entity);
-    LDAP* session = connection.internal->ld;
+    fetchDn(entry, entity);
     AttributeCursorOwner cursor;
-    TextOwner name(ldap_first_attribute(session, message->current, Receive(cursor)));
+    TextOwner name(ldap_first_attribute(connection.internal->ld, entry, Receive(cursor)));
     while (name)
     {
-        fetchValues(name.get(), entity);
-        name.reset(ldap_next_attribute(session, message->current, cursor.get()));
+        fetchValues(entry, name.get(), entity);
+        connection.requireSession();
+        name.reset(ldap_next_attribute(connection.internal->ld, entry, cursor.get()));
     }
 }
 
-void CKVRLdapQuery::fetchDn(IKVRLdapEntity& entity) const
+void CKVRLdapQuery::fetchDn(LDAPMessage* entry, IKVRLdapEntity& entity) const
 {
-    const TextOwner dn(ldap_get_dn(connection.internal->ld, message->current));
+    const TextOwner dn(ldap_get_dn(connection.internal->ld, entry));
     if (!dn)
     {
         connection.InternalCheck(moduleText("on fetching attributes"));
@@ -177,9 +190,9 @@ void CKVRLdapQuery::fetchDn(IKVRLdapEntity& entity) const
     entity.dn = dn.get();
 }
 
-void CKVRLdapQuery::fetchValues(const char* name, IKVRLdapEntity& entity) const
+void CKVRLdapQuery::fetchValues(LDAPMessage* entry, const char* name, IKVRLdapEntity& entity) const
 {
-    const ValuesOwner values(ldap_get_values_len(connection.internal->ld, message->current, name));
+    const ValuesOwner values(ldap_get_values_len(connection.internal->ld, entry, name));
     if (!values)
     {
         connection.InternalCheck(moduleText("on fetching attributes"));

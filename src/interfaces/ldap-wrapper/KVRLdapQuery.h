@@ -69,10 +69,10 @@ protected:
 private:
     void requireState() const;
     void finishWalk() const;
-    bool fetchInPlace(IKVRLdapEntity& entity) const;
-    void fetchByName(IKVRLdapEntity& entity) const;
-    void fetchDn(IKVRLdapEntity& entity) const;
-    void fetchValues(const char* name, IKVRLdapEntity& entity) const;
+    bool fetchInPlace(LDAPMessage* entry, IKVRLdapEntity& entity) const;
+    void fetchByName(LDAPMessage* entry, IKVRLdapEntity& entity) const;
+    void fetchDn(LDAPMessage* entry, IKVRLdapEntity& entity) const;
+    void fetchValues(LDAPMessage* entry, const char* name, IKVRLdapEntity& entity) const;
 };
 
 /** The entity of a CKVRLdapConnection, see IKVRLdapEntity. */
