@@ -127,7 +127,8 @@ void CKVRLdapConnection::AddSyncRepl(std::string identifier, std::string provide
 
     // The configuration database takes an agreement only together with mirror mode.
     const std::string text = agreementText(agreement, identity, Configuration::root);
-    const int code = addWithMirrorMode(internal->ld, toWire(text));
+    const std::string wireText = toWire(text);
+    const int code = addWithMirrorMode(sessionForRequest(), wireText);
     checkResult(internal->ld, code, {__FILE__, "AddSyncRepl", __LINE__},
                 markedText("on modifying attribute '%s' of dn '%s' to value '%s'"),
                 std::string(agreementAttribute), std::string(Configuration::configDatabaseDn), text);
