@@ -83,6 +83,21 @@ int libraryScope(alSCOPE scope)
     return known ? scopes[scope] : LDAP_SCOPE_SUBTREE;
 }
 
+/** False where the answer is none, or one to another operation: libldap looks at its number only. */
+bool isAnswerToSearch(LDAPMessage* answer)
+{
+    switch (answer != nullptr ? ldap_msgtype(answer) : -1)
+    {
+    case LDAP_RES_SEARCH_ENTRY:
+    case LDAP_RES_SEARCH_REFERENCE:
+    case LDAP_RES_INTERMEDIATE:
+    case LDAP_RES_SEARCH_RESULT:
+        return true;
+    default:
+        return false;
+    }
+}
+
 } // namespace
 
 CKVRConnInternal::~CKVRConnInternal()
@@ -308,8 +323,8 @@ int CKVRLdapConnection::search(const std::string& base, int scope, const std::st
 {
     int code = ldap_search_ext_s(sessionForRequest(), base.c_str(), scope, filter.c_str(), names, 0, nullptr,
                                  nullptr, nullptr, LDAP_NO_LIMIT, Receive(result));
-    // A notice of disconnection can carry a code that says otherwise.
-    if ((code == LDAP_SUCCESS || code == LDAP_SIZELIMIT_EXCEEDED) && !result)
+    // A notice of disconnection can carry a code that says otherwise, and leaves no answer.
+    if ((code == LDAP_SUCCESS || code == LDAP_SIZELIMIT_EXCEEDED) && !isAnswerToSearch(result.get()))
     {
         code = LDAP_SERVER_DOWN;
         ldap_set_option(internal->ld, LDAP_OPT_RESULT_CODE, &code);

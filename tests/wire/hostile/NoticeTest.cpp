@@ -1,6 +1,7 @@
 // Notices of disconnection, which a server sends unasked: whatever they carry, the session ends and the
 // process goes on.
 
+#include "EntryBytes.h"
 #include "HostileTest.h"
 
 #include <utility>
@@ -69,6 +70,17 @@ TEST_P(NoticeTest, ABindIsReportedAsItsSynchronousCallReturns)
     const auto connection = connectionTo(responder.uri());
     EXPECT_EQ(Caught(), inTime([&] { connectTo(*connection, responder.uri()); }));
     EXPECT_EQ(searchFailure(lost), inTime([&] { search(*connection); }));
+}
+
+TEST_P(NoticeTest, AnAnswerToAnotherOperationIsALostConnectionForASearch)
+{
+    const auto connection = connected();
+    const auto answerOtherwise = [](const LdapRequest& request)
+    { return Answer().raw(Support::resultMessage(request.messageId, LDAP_RES_COMPARE, LDAP_SUCCESS)); };
+    responder.handle(Support::Operation::Search, answerOtherwise);
+    EXPECT_EQ(searchFailure(lost), inTime([&] { search(*connection); }));
+    EXPECT_EQ(LDAP_SERVER_DOWN, connection->GetLastError());
+    EXPECT_EQ(binaryFailure(lost), inTime([&] { readBinary(*connection); }));
 }
 
 INSTANTIATE_TEST_SUITE_P(Over, NoticeTest, transports, transportName);
