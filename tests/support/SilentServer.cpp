@@ -7,7 +7,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <array>
 #include <utility>
 
 namespace KVR::Support
@@ -37,12 +36,23 @@ void SilentServer::run()
 {
     for (;;)
     {
-        std::array<pollfd, 2> watched{pollfd{wakeup_.get(), POLLIN, 0}, pollfd{listener_.get(), POLLIN, 0}};
+        std::vector<pollfd> watched{pollfd{wakeup_.get(), POLLIN, 0}, pollfd{listener_.get(), POLLIN, 0}};
+        for (const Descriptor& connection : connections_)
+        {
+            watched.push_back(pollfd{connection.get(), POLLRDHUP, 0});
+        }
         const bool isGreeting = pause_.count() > 0 && !connections_.empty() && greeted_ < greeting_.size();
         ::poll(watched.data(), watched.size(), isGreeting ? static_cast<int>(pause_.count()) : -1);
         if (watched[0].revents != 0)
         {
             return;
+        }
+        for (std::size_t i = connections_.size(); i-- > 0;)
+        {
+            if (watched[i + 2].revents != 0)
+            {
+                connections_.erase(connections_.begin() + static_cast<std::ptrdiff_t>(i));
+            }
         }
         if (watched[1].revents != 0)
         {

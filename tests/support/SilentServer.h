@@ -13,7 +13,7 @@ namespace KVR::Support
 
 /**
  * A server on a free port of 127.0.0.1 that takes connections, sends the same bytes over each whatever it
- * is asked, if any, and reads nothing.
+ * is asked, if any, and reads nothing. A connection ends when its client ends it.
  */
 class SilentServer
 {
