@@ -44,6 +44,9 @@ namespace KVR::Support
 namespace
 {
 
+/** Seconds that the module lets a session wait. */
+constexpr time_t usualTimeout = 30;
+
 LdapInterposer* current = nullptr;
 
 std::optional<std::string> textOrNull(const char* text)
@@ -128,6 +131,7 @@ int LdapInterposer::unfreedResults() const
 } // namespace KVR::Support
 
 using KVR::Support::current;
+using KVR::Support::usualTimeout;
 
 extern "C"
 {
@@ -177,7 +181,8 @@ extern "C"
         {
             return scripted->second;
         }
-        if ((option == LDAP_OPT_TIMEOUT || option == LDAP_OPT_NETWORK_TIMEOUT) && current->timeLimit)
+        const bool isTimeout = option == LDAP_OPT_TIMEOUT || option == LDAP_OPT_NETWORK_TIMEOUT;
+        if (isTimeout && current->timeLimit && static_cast<const timeval*>(value)->tv_sec == usualTimeout)
         {
             const auto microseconds =
                 std::chrono::duration_cast<std::chrono::microseconds>(*current->timeLimit).count();

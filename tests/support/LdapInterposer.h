@@ -112,7 +112,7 @@ public:
     bool refuseInPlace = false;          /**< ldap_get_dn_ber fails, before it touches anything */
     /** Attributes that ldap_get_values_len gives null for, and ldap_get_attribute_ber fails at. */
     std::set<std::string> withheldValues;
-    std::optional<std::chrono::milliseconds> timeLimit; /**< in place of the time-outs */
+    std::optional<std::chrono::milliseconds> timeLimit; /**< in place of time-outs of 30 seconds */
 
     /** Makes the sessions in place of ldap_initialize. */
     std::function<LDAP*()> makeSession;

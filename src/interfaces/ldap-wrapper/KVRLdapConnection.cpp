@@ -152,7 +152,7 @@ bool CKVRLdapConnection::Connect(const std::string& target, KVRAuthType type)
     openSession();
     authType = type;
     internal->bindDefaults = core.GetBindDefaults();
-    guard.limit.BeginServers();
+    guard.BeginBind();
     if (type == KVRAuthAnonymous)
     {
         bindAnonymously();
@@ -254,7 +254,7 @@ void CKVRLdapConnection::Disconnect()
     {
         return;
     }
-    guard.limit.End();
+    guard.EndSession();
     // The library frees the session whatever it returns.
     const int code = ldap_unbind_ext_s(std::exchange(internal->ld, nullptr), nullptr, nullptr);
     if (code != LDAP_SUCCESS)
@@ -348,7 +348,7 @@ void CKVRLdapConnection::InternalCheck(const std::string& context)
 
 LDAP* CKVRLdapConnection::sessionForRequest()
 {
-    guard.limit.Begin();
+    guard.BeginRequest();
     return internal->ld;
 }
 

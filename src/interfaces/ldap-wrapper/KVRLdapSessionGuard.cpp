@@ -42,14 +42,14 @@ int socketOf(Sockbuf* buffer)
     return socket;
 }
 
-CKVRTimeLimit& limitOf(Sockbuf_IO_Desc* layer)
+CKVRSessionGuard& guardOf(Sockbuf_IO_Desc* layer)
 {
-    return *static_cast<CKVRTimeLimit*>(layer->sbiod_pvt);
+    return *static_cast<CKVRSessionGuard*>(layer->sbiod_pvt);
 }
 
-int setUp(Sockbuf_IO_Desc* layer, void* limit) noexcept
+int setUp(Sockbuf_IO_Desc* layer, void* guard) noexcept
 {
-    layer->sbiod_pvt = limit;
+    layer->sbiod_pvt = guard;
     return 0;
 }
 
@@ -69,7 +69,7 @@ ber_slen_t receive(Sockbuf_IO_Desc* layer, void* bytes, ber_len_t size) noexcept
     // libldap takes an EAGAIN that a read has left for a message that is still to come.
     const int formerErrno = errno;
     const int socket = socketOf(layer->sbiod_sb);
-    CKVRTimeLimit& limit = limitOf(layer);
+    CKVRTimeLimit& limit = guardOf(layer).Limit();
     while (limit.HasTime())
     {
         const ssize_t received = recv(socket, bytes, size, MSG_DONTWAIT);
@@ -90,7 +90,7 @@ ber_slen_t receive(Sockbuf_IO_Desc* layer, void* bytes, ber_len_t size) noexcept
 ber_slen_t transmit(Sockbuf_IO_Desc* layer, void* bytes, ber_len_t size) noexcept
 {
     const int socket = socketOf(layer->sbiod_sb);
-    CKVRTimeLimit& limit = limitOf(layer);
+    CKVRTimeLimit& limit = guardOf(layer).Limit();
     const char* const begin = static_cast<const char*>(bytes);
     ber_len_t sent = 0;
     while (sent < size)
@@ -109,46 +109,21 @@ ber_slen_t transmit(Sockbuf_IO_Desc* layer, void* bytes, ber_len_t size) noexcep
             return -1;
         }
     }
+    guardOf(layer).LimitAnswer();
     return static_cast<ber_slen_t>(size);
 }
 
 Sockbuf_IO waitLayer{setUp, nullptr, control, receive, transmit, nullptr};
 
 /** Puts the layers of a connection in place. */
-bool addLayers(Sockbuf* buffer, CKVRTimeLimit& limit)
+bool addLayers(Sockbuf* buffer, CKVRSessionGuard& guard)
 {
     // Servers of a list share a buffer, and libldap leaves the layers of a server that failed in it: the
     // socket's own layer would close the next one's socket twice.
     ber_sockbuf_remove_io(buffer, &ber_sockbuf_io_tcp, LBER_SBIOD_LEVEL_PROVIDER);
     ber_sockbuf_remove_io(buffer, &waitLayer, waitLevel);
     CKVRNoticeFilter::RemoveFrom(buffer);
-    return ber_sockbuf_add_io(buffer, &waitLayer, waitLevel, &limit) == 0 && CKVRNoticeFilter::AddTo(buffer);
-}
-
-/** Binds anonymously, within the limit. */
-bool bindAnonymously(LDAP* session, const CKVRTimeLimit& limit)
-{
-    berval noPassword{};
-    int messageId = 0;
-    int code = ldap_sasl_bind(session, "", LDAP_SASL_SIMPLE, &noPassword, nullptr, nullptr, &messageId);
-    if (code != LDAP_SUCCESS)
-    {
-        return false;
-    }
-    timeval left = timevalOf(limit.Left());
-    MessageOwner answer;
-    const int type = ldap_result(session, messageId, LDAP_MSG_ALL, &left, Receive(answer));
-    if (type == 0)
-    {
-        // libldap keeps a connection as long as it waits for an answer over it.
-        ldap_abandon_ext(session, messageId, nullptr, nullptr);
-    }
-    if (type != LDAP_RES_BIND)
-    {
-        return false;
-    }
-    const int parsed = ldap_parse_result(session, answer.get(), &code, nullptr, nullptr, nullptr, nullptr, 0);
-    return parsed == LDAP_SUCCESS && code == LDAP_SUCCESS;
+    return ber_sockbuf_add_io(buffer, &waitLayer, waitLevel, &guard) == 0 && CKVRNoticeFilter::AddTo(buffer);
 }
 
 /** A time-out of the session. */
@@ -164,13 +139,22 @@ int readTimeout(LDAP* session, int option, CKVRTimeLimit::Clock::duration& time)
     return LDAP_OPT_SUCCESS;
 }
 
+/** Lets libldap wait so long for an answer. */
+void setTimeout(LDAP* session, CKVRTimeLimit::Clock::duration time)
+{
+    const timeval value = timevalOf(time);
+    ldap_set_option(session, LDAP_OPT_TIMEOUT, &value);
+}
+
 } // namespace
 
 CKVRSessionGuard::CKVRSessionGuard() : callback_{addConnection, removeConnection, this} {}
 
 int CKVRSessionGuard::Install(LDAP* session)
 {
-    int code = takeTimeLimits(session);
+    session_ = session;
+    isAnswerLimited_ = false;
+    int code = takeTimeLimits();
     // A wait for an answer goes on after a signal.
     for (const int option : {LDAP_OPT_RESTART, LDAP_OPT_CONNECT_ASYNC})
     {
@@ -190,16 +174,44 @@ int CKVRSessionGuard::Install(LDAP* session)
     return code;
 }
 
-int CKVRSessionGuard::takeTimeLimits(LDAP* session)
+void CKVRSessionGuard::EndSession()
+{
+    session_ = nullptr;
+    limit_.End();
+}
+
+void CKVRSessionGuard::begin(bool oneServerEach)
+{
+    limit_.Begin(oneServerEach);
+    if (isAnswerLimited_)
+    {
+        setTimeout(session_, limit_.Whole());
+        isAnswerLimited_ = false;
+    }
+}
+
+void CKVRSessionGuard::LimitAnswer()
+{
+    // Most requests are sent at once, and libldap's own time-out does for them.
+    constexpr int share = 30;
+    const CKVRTimeLimit::Clock::duration left = limit_.Left();
+    if (session_ != nullptr && limit_.Whole() - left > limit_.Whole() / share)
+    {
+        setTimeout(session_, left);
+        isAnswerLimited_ = true;
+    }
+}
+
+int CKVRSessionGuard::takeTimeLimits()
 {
     CKVRTimeLimit::Clock::duration operation{};
     CKVRTimeLimit::Clock::duration connecting{};
-    int code = readTimeout(session, LDAP_OPT_TIMEOUT, operation);
+    int code = readTimeout(session_, LDAP_OPT_TIMEOUT, operation);
     if (code == LDAP_OPT_SUCCESS)
     {
-        code = readTimeout(session, LDAP_OPT_NETWORK_TIMEOUT, connecting);
+        code = readTimeout(session_, LDAP_OPT_NETWORK_TIMEOUT, connecting);
     }
-    limit.SetLengths(operation, connecting);
+    limit_.SetLengths(operation, connecting);
     return code;
 }
 
@@ -210,7 +222,7 @@ int CKVRSessionGuard::addConnection(LDAP* /*session*/, Sockbuf* buffer, LDAPURLD
 {
     auto& guard = *static_cast<CKVRSessionGuard*>(callback->lc_arg);
     ber_socket_t socket = socketOf(buffer);
-    if (guard.limit.AwaitConnection(socket) && addLayers(buffer, guard.limit))
+    if (guard.limit_.AwaitConnection(socket) && addLayers(buffer, guard))
     {
         guard.newestSocket_ = socket;
         return 0;
@@ -229,17 +241,44 @@ void CKVRSessionGuard::removeConnection(LDAP* /*session*/, Sockbuf* /*buffer*/, 
  * Binds the connection that was made for a referral. libldap would free requests that are in use when
  * this failed, so a failure is told by the connection: nothing can be sent over it any more.
  */
-int CKVRSessionGuard::rebind(LDAP* session, const char* /*url*/, ber_tag_t /*request*/,
+int CKVRSessionGuard::rebind(LDAP* /*session*/, const char* /*url*/, ber_tag_t /*request*/,
                              ber_int_t /*messageId*/, void* argument)
 {
-    const auto& guard = *static_cast<const CKVRSessionGuard*>(argument);
+    auto& guard = *static_cast<CKVRSessionGuard*>(argument);
     // Another referral may be followed during the bind.
     const int socket = guard.newestSocket_;
-    if (!bindAnonymously(session, guard.limit))
+    if (!guard.bindAnonymously())
     {
         shutdown(socket, SHUT_RDWR);
     }
     return LDAP_SUCCESS;
+}
+
+bool CKVRSessionGuard::bindAnonymously()
+{
+    berval noPassword{};
+    int messageId = 0;
+    int code = ldap_sasl_bind(session_, "", LDAP_SASL_SIMPLE, &noPassword, nullptr, nullptr, &messageId);
+    if (code != LDAP_SUCCESS)
+    {
+        return false;
+    }
+    timeval left = timevalOf(limit_.Left());
+    MessageOwner answer;
+    const int type = ldap_result(session_, messageId, LDAP_MSG_ALL, &left, Receive(answer));
+    if (type == 0)
+    {
+        limit_.Reach();
+        // libldap keeps a connection as long as it waits for an answer over it.
+        ldap_abandon_ext(session_, messageId, nullptr, nullptr);
+    }
+    if (type != LDAP_RES_BIND)
+    {
+        return false;
+    }
+    const int parsed =
+        ldap_parse_result(session_, answer.get(), &code, nullptr, nullptr, nullptr, nullptr, 0);
+    return parsed == LDAP_SUCCESS && code == LDAP_SUCCESS;
 }
 
 } // namespace KVR

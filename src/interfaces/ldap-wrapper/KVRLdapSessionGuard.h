@@ -34,7 +34,25 @@ public:
      */
     int Install(LDAP* session);
 
-    CKVRTimeLimit limit;
+    /** Begins the time limit of a bind: it begins anew for each server of the list that is tried. */
+    void BeginBind() { begin(true); }
+
+    /** Begins the time limit of a request. */
+    void BeginRequest() { begin(false); }
+
+    /** Lets the session end without a wait. */
+    void EndSession();
+
+    /** True when the limit ended a wait of the last bind or request. */
+    bool IsLimitReached() const { return limit_.IsReached(); }
+
+    /** @name For the I/O layer
+     * @{ */
+    CKVRTimeLimit& Limit() { return limit_; }
+
+    /** Called when something was sent: the wait for an answer has what is left of the limit. */
+    void LimitAnswer();
+    /** @} */
 
 private:
     static int addConnection(LDAP* session, Sockbuf* buffer, LDAPURLDesc* server, sockaddr* address,
@@ -42,10 +60,15 @@ private:
     static void removeConnection(LDAP* session, Sockbuf* buffer, ldap_conncb* callback);
     static int rebind(LDAP* session, const char* url, ber_tag_t request, ber_int_t messageId, void* guard);
 
-    int takeTimeLimits(LDAP* session);
+    void begin(bool oneServerEach);
+    int takeTimeLimits();
+    bool bindAnonymously();
 
+    CKVRTimeLimit limit_;
+    LDAP* session_ = nullptr;
     ldap_conncb callback_;
     int newestSocket_ = -1;
+    bool isAnswerLimited_ = false; /**< the session's own time-out is shorter than its whole limit */
 };
 
 } // namespace KVR

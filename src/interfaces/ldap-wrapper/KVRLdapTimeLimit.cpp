@@ -29,7 +29,7 @@ void CKVRTimeLimit::SetLengths(Clock::duration operation, Clock::duration connec
     connecting_ = connecting;
 }
 
-void CKVRTimeLimit::begin(bool oneServerEach)
+void CKVRTimeLimit::Begin(bool oneServerEach)
 {
     oneServerEach_ = oneServerEach;
     isReached_ = false;
@@ -56,7 +56,7 @@ bool CKVRTimeLimit::AwaitConnection(int socket)
 {
     if (oneServerEach_)
     {
-        begin(true);
+        Begin(true);
     }
     if (!awaitUntil(std::min(deadline_, Clock::now() + connecting_), socket, POLLOUT))
     {

@@ -20,11 +20,8 @@ public:
     /** The limit of an operation, and of one attempt to reach a server within it. */
     void SetLengths(Clock::duration operation, Clock::duration connecting);
 
-    /** Begins an operation. */
-    void Begin() { begin(false); }
-
-    /** Begins an operation that tries one server after the other, each with a limit of its own. */
-    void BeginServers() { begin(true); }
+    /** @param oneServerEach the operation tries one server after the other, each with a limit of its own */
+    void Begin(bool oneServerEach);
 
     /** Ends the operation: from now on nothing is waited for. */
     void End() { deadline_ = Clock::time_point::min(); }
@@ -34,6 +31,12 @@ public:
 
     /** What is left of the operation's limit; not below zero. */
     Clock::duration Left() const;
+
+    /** The limit of an operation. */
+    Clock::duration Whole() const { return operation_; }
+
+    /** Tells that a wait which was not made here ended because of the limit. */
+    void Reach() { isReached_ = true; }
 
     /**
      * False when the operation has had its time twice; errno is ETIMEDOUT then. What needs no wait may go on
@@ -55,7 +58,6 @@ public:
     bool AwaitConnection(int socket);
 
 private:
-    void begin(bool oneServerEach);
     bool awaitUntil(Clock::time_point deadline, int socket, short events);
 
     Clock::duration operation_{};

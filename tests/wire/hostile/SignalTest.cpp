@@ -160,6 +160,13 @@ TEST_F(HostileTest, ASignalDoesNotEndAConnectionThatIsUnderWay)
     // The bind, which is over a connection, is never answered.
     EXPECT_EQ(bindFailure("Timed out"), inTime([&] { connectTo(*connection, uri); }));
     taker.join();
+
+    // What the connection needed is not waited for once more.
+    const auto answerLimit = library.setOptions.back();
+    EXPECT_EQ(LDAP_OPT_TIMEOUT, answerLimit.option);
+    EXPECT_LT(std::stod(answerLimit.value), 1.6);
+    inTime([&] { write(*connection); });
+    EXPECT_EQ("2.500000", library.setOptions.back().value) << "but the next operation has a whole limit";
 }
 
 class ResetTest : public EachTransport
