@@ -7,12 +7,30 @@
 namespace KVR::Support
 {
 
+namespace
+{
+
+/** False without an answer, and for one to another operation. */
+bool isOfSearch(LDAPMessage* answer)
+{
+    const int type = answer != nullptr ? ldap_msgtype(answer) : LDAP_RES_COMPARE;
+    return type == LDAP_RES_SEARCH_ENTRY || type == LDAP_RES_SEARCH_REFERENCE ||
+           type == LDAP_RES_INTERMEDIATE || type == LDAP_RES_SEARCH_RESULT;
+}
+
+} // namespace
+
 ReferenceQuery::ReferenceQuery(CKVRLdapConnection& connection, LDAP* session)
     : connection_(connection), session_(session)
 {
     char* noNames[] = {nullptr};
-    const int code = ldap_search_ext_s(session, "dc=x", LDAP_SCOPE_SUBTREE, "(objectClass=*)", noNames, 0,
-                                       nullptr, nullptr, nullptr, 0, Receive(result_));
+    int code = ldap_search_ext_s(session, "dc=x", LDAP_SCOPE_SUBTREE, "(objectClass=*)", noNames, 0, nullptr,
+                                 nullptr, nullptr, 0, Receive(result_));
+    if (code == LDAP_SUCCESS || code == LDAP_SIZELIMIT_EXCEEDED)
+    {
+        code = isOfSearch(result_.get()) ? code : LDAP_SERVER_DOWN;
+        ldap_set_option(session, LDAP_OPT_RESULT_CODE, &code);
+    }
     if (code != LDAP_SUCCESS && code != LDAP_SIZELIMIT_EXCEEDED)
     {
         throw EKVROpenLdapError(session, code, "on searching 'dc=x (objectClass=*)'",
