@@ -111,8 +111,12 @@ CKVRConnInternal::~CKVRConnInternal()
     }
 }
 
-CKVRLdapConnection::CKVRLdapConnection(IKVRCore& host)
-    : core(host), internal(std::make_unique<CKVRConnInternal>())
+CKVRLdapConnection::CKVRLdapConnection(IKVRCore& host) : CKVRLdapConnection(host, typeid(CKVRLdapConnection))
+{
+}
+
+CKVRLdapConnection::CKVRLdapConnection(IKVRCore& host, const std::type_info& type)
+    : core(host), internal(std::make_unique<CKVRConnInternal>()), modulesType(&type)
 {
     const std::int32_t level = CKVRLogProvider::GetLogProvider().level;
     if (level > libraryDebugAbove)
@@ -344,6 +348,14 @@ void CKVRLdapConnection::InternalCheck(const std::string& context)
     {
         throwOpenLdapError(internal->ld, code, context, __FILE__, "InternalCheck", __LINE__);
     }
+}
+
+bool CKVRLdapConnection::hasReachedTimeLimit() const
+{
+    int code = LDAP_SUCCESS;
+    const bool isNoticed =
+        internal->ld != nullptr && readResultCode(internal->ld, code) && code == LDAP_TIMEOUT;
+    return isNoticed || guard.IsLimitReached();
 }
 
 LDAP* CKVRLdapConnection::sessionForRequest()

@@ -123,11 +123,18 @@ public:
      */
     std::string InternalIconv(bool toUtf8, const std::string& text) const;
 
+protected:
+    /** @param type the class of the module's own that derives from this one and is being made */
+    CKVRLdapConnection(IKVRCore& host, const std::type_info& type);
+
+    /** True when its time limit ended the last operation that waited for a server. */
+    bool hasReachedTimeLimit() const;
+
 private:
     friend class CKVRLdapQuery;
 
-    /** False for a class that derives from this one, and whose operations may do anything. */
-    bool isOfModulesType() const { return typeid(*this) == typeid(CKVRLdapConnection); }
+    /** False for a class of a host that derives from the module's, and whose operations may do anything. */
+    bool isOfModulesType() const { return typeid(*this) == *modulesType; }
 
     /** Throws EKVRCheckError unless there is a session. */
     void requireSession() const;
@@ -178,6 +185,7 @@ private:
     bool convert = false;
     std::string codeset;
 
+    const std::type_info* const modulesType;
     CKVRSessionGuard guard;
     CKVREntryScratch scratch;
     mutable std::vector<char> converted; /**< buffer of InternalIconv */

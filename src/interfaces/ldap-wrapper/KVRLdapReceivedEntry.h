@@ -11,7 +11,7 @@
 namespace KVR
 {
 
-/** What buffers that are used again keep at most: of a text, and of records, which are smaller than 64 bytes. */
+/** What buffers that are used again keep at most: bytes of a text, and records of less than 64 bytes. */
 constexpr std::size_t keptBytes = 64UL * 1024;
 constexpr std::size_t keptRecords = 1024;
 

@@ -1,6 +1,6 @@
 #include "ldap-wrapper.h"
 
-#include "KVRLdapConnection.h"
+#include "KVRLdapSession.h"
 #include "KVRTranslate.h"
 
 #include <kvr/CKVRFormatCall.h>
@@ -63,7 +63,7 @@ CKVRLdapWrapper::CKVRLdapWrapper(IKVRCore& host) : IKVRLdapWrapper(host)
 
 std::shared_ptr<IKVRLdapConnection> CKVRLdapWrapper::getConnection()
 {
-    return std::make_shared<CKVRLdapConnection>(core);
+    return std::make_shared<CKVRLdapSession>(core);
 }
 
 void CKVRLdapWrapper::RegisterLdapSchema(const std::string& file)

@@ -5,6 +5,7 @@
 #include <IKVRLdapConnection.h>
 #include <IKVRLdapEntity.h>
 #include <IKVRLdapQuery.h>
+#include <IKVRLdapSession.h>
 #include <IKVRLdapWrapper.h>
 #include <kvr/CKVRCore.h>
 #include <kvr/CKVRModule.h>
@@ -69,6 +70,15 @@ TEST_F(ModuleInHost, HandsOutANewUnconnectedConnectionEachTime)
     EXPECT_NE(first, second);
     EXPECT_FALSE(first->IsConnected());
     EXPECT_EQ(first.use_count(), 1);
+}
+
+TEST_F(ModuleInHost, CastsAConnectionToItsSessionAndBack)
+{
+    const auto connection = wrapper()->getConnection();
+    const auto session = std::dynamic_pointer_cast<IKVRLdapSession>(connection);
+    ASSERT_NE(session, nullptr);
+    EXPECT_FALSE(session->IsTimeLimitReached());
+    EXPECT_EQ(std::dynamic_pointer_cast<IKVRLdapConnection>(session), connection);
 }
 
 TEST_F(ModuleInHost, CatchesACheckErrorByItsType)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ConnectionTest.h"
+#include "KVRLdapSession.h"
 
 #include <IKVRLdapQuery.h>
 
@@ -40,14 +41,14 @@ protected:
         return connection.Connect(uris, KVRAuthAnonymous);
     }
 
-    std::unique_ptr<CKVRLdapConnection> connectionTo(const std::string& uris)
+    std::unique_ptr<CKVRLdapSession> connectionTo(const std::string& uris)
     {
         host.parameters["KVR_PRM_LDAP_URIS"] = uris;
-        return std::make_unique<CKVRLdapConnection>(host);
+        return std::make_unique<CKVRLdapSession>(host);
     }
 
     /** A connection that is connected to the responder. */
-    std::unique_ptr<CKVRLdapConnection> connected()
+    std::unique_ptr<CKVRLdapSession> connected()
     {
         auto connection = connectionTo(responder.uri());
         EXPECT_EQ(Caught(), caught([&] { connection->Connect(responder.uri(), KVRAuthAnonymous); }));

@@ -30,7 +30,7 @@ protected:
         return inTime([&] { write(*connection); });
     }
 
-    std::unique_ptr<CKVRLdapConnection> connection;
+    std::unique_ptr<CKVRLdapSession> connection;
 };
 
 TEST_F(ReferralTest, OfAWriteIsFollowedAnonymously)
@@ -49,6 +49,7 @@ TEST_F(ReferralTest, ToASilentServerEndsAtTheLimit)
     const SilentServer silent;
     EXPECT_EQ(writeFailure(referral).message,
               writeReferredTo({"ldap://" + silent.target() + "/dc=y"}).message);
+    EXPECT_TRUE(connection->IsTimeLimitReached());
     responder.onSearch(Answer().referral({"ldap://" + silent.target() + "/dc=y"}));
     EXPECT_EQ(searchFailure(referral).message, inTime([&] { search(*connection); }).message);
     EXPECT_EQ(Caught(), inTime([&] { write(*connection); })) << "the session goes on";

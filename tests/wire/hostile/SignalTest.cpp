@@ -155,8 +155,16 @@ TEST_F(HostileTest, ASignalDoesNotEndAConnectionThatIsUnderWay)
     FullPort full;
     const std::string uri = "ldap://" + full.target();
     const auto connection = connectionTo(uri);
-    std::thread taker([&] { full.takeWaiting(); });
     const Storm signals(std::chrono::microseconds(10'000), 0);
+    std::thread taker(
+        [&]
+        {
+            while (handled < 20)
+            {
+                std::this_thread::yield();
+            }
+            full.takeWaiting();
+        });
     // The bind, which is over a connection, is never answered.
     EXPECT_EQ(bindFailure("Timed out"), inTime([&] { connectTo(*connection, uri); }));
     taker.join();

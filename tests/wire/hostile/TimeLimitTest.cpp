@@ -41,6 +41,7 @@ TEST_P(StallTest, InsideTheAnswerToASearchEndsAtTheLimit)
     responder.onSearch(Answer().entry("cn=a,dc=x").cutAfter(beginOfMessage));
     EXPECT_EQ(searchFailure(lost), inTime([&] { search(*connection); }));
     EXPECT_EQ(LDAP_SERVER_DOWN, connection->GetLastError());
+    EXPECT_TRUE(connection->IsTimeLimitReached());
 }
 
 TEST_P(StallTest, InsideTheAnswerToAWriteEndsAtTheLimit)
@@ -56,6 +57,7 @@ TEST_P(StallTest, WithoutAnyAnswerEndsAsLibldapNotices)
     responder.onModify(Answer().silence());
     EXPECT_EQ(writeFailure(timedOut), inTime([&] { write(*connection); }));
     EXPECT_EQ(LDAP_TIMEOUT, connection->GetLastError());
+    EXPECT_TRUE(connection->IsTimeLimitReached());
 }
 
 TEST_P(StallTest, OfAWriteWhoseServerReadsNothingEndsAtTheLimit)
@@ -108,7 +110,23 @@ TEST_F(TimeLimitTest, HoldsForAConnectionThatIsNeverTaken)
     const FullPort full;
     const std::string uri = "ldap://" + full.target();
     const auto connection = connectionTo(uri);
+    EXPECT_FALSE(connection->IsTimeLimitReached());
     EXPECT_EQ(bindFailure(lost), inTime([&] { connectTo(*connection, uri); }));
+    EXPECT_TRUE(connection->IsTimeLimitReached());
+}
+
+TEST_F(TimeLimitTest, IsNotTakenForALostConnection)
+{
+    const auto connection = connected();
+    EXPECT_FALSE(connection->IsTimeLimitReached());
+    responder.onModify(Answer().silence());
+    inTime([&] { write(*connection); });
+    EXPECT_TRUE(connection->IsTimeLimitReached());
+    responder.onModify(Answer().drop());
+    EXPECT_EQ(writeFailure(lost), inTime([&] { write(*connection); }));
+    EXPECT_FALSE(connection->IsTimeLimitReached());
+    connection->Disconnect();
+    EXPECT_FALSE(connection->IsTimeLimitReached());
 }
 
 TEST_F(TimeLimitTest, BeginsAnewForEachServerOfAList)
@@ -119,6 +137,7 @@ TEST_F(TimeLimitTest, BeginsAnewForEachServerOfAList)
         "ldap://" + full.target() + " ldaps://" + silent.target() + " " + responder.uri();
     const auto connection = connectionTo(uris);
     EXPECT_EQ(Caught(), inTime([&] { connectTo(*connection, uris); }));
+    EXPECT_FALSE(connection->IsTimeLimitReached()) << "the server that is connected kept it";
     EXPECT_EQ(Caught(), inTime([&] { write(*connection); }));
     EXPECT_EQ(1U, responder.requests(Support::Operation::Modify).size());
 }
