@@ -2,6 +2,7 @@
 
 #include <EKVROpenLdapError.h>
 #include <IKVRLdapConnection.h>
+#include <IKVRLdapSession.h>
 #include <kvr/KVRUtils.h>
 
 #include <exception>
@@ -15,6 +16,8 @@ namespace
 {
 
 constexpr long noSuchObject = 32;
+constexpr const char* limitReached =
+    "the time limit was reached; the server, or one that it refers to, does not answer in time";
 
 Failure ofResult(const EKVRError& error, const std::string& subject, long code, bool withPlace)
 {
@@ -76,6 +79,12 @@ std::optional<long> LastResult(IKVRLdapConnection& connection)
     }
 }
 
+bool IsTimeLimitReached(IKVRLdapConnection& connection)
+{
+    auto* const session = dynamic_cast<IKVRLdapSession*>(&connection);
+    return session != nullptr && session->IsTimeLimitReached();
+}
+
 std::string TextOf(const EKVRError& error, bool withDetails, bool withPlace)
 {
     std::string text = error.msg();
@@ -107,7 +116,12 @@ Failure DescribeException(const std::string& subject, IKVRLdapConnection* connec
     }
     catch (const EKVROpenLdapError& error)
     {
-        return ofResult(error, subject, code.value_or(0), withPlace);
+        Failure failure = ofResult(error, subject, code.value_or(0), withPlace);
+        if (connection != nullptr && IsTimeLimitReached(*connection))
+        {
+            failure.advice = limitReached;
+        }
+        return failure;
     }
     catch (const EKVRCheckError& error)
     {

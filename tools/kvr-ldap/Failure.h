@@ -37,6 +37,9 @@ Failure NoEntry(const std::string& command, const std::string& dn);
 /** Result code that the connection's session keeps, or nothing when there is no session. */
 std::optional<long> LastResult(IKVRLdapConnection& connection);
 
+/** True when the connection's last operation ended because its time limit was reached. */
+bool IsTimeLimitReached(IKVRLdapConnection& connection);
+
 /**
  * Message of an error, with its details where asked for. The place in the module's sources, which
  * says nothing to an administrator, is left out unless `withPlace`.

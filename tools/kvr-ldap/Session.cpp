@@ -19,6 +19,7 @@ namespace
 constexpr const char* urisParameter = "KVR_PRM_LDAP_URIS";
 constexpr const char* loading = "loading the plug-in";
 constexpr const char* loadHint = "--module FILE names the plug-in";
+constexpr const char* serverTooSlow = "the time limit was reached; the server does not answer in time";
 constexpr const char* checkServer = "check that the server runs and that --uri names it";
 
 using Parameter = std::pair<std::string, std::string>;
@@ -117,15 +118,20 @@ ExitCode connectKind(std::optional<long> code)
     return *code > 0 ? ExitCodeOf(*code) : ExitCode::NoConnection;
 }
 
-Failure connectFailure(const EKVRError& error, const std::string& uris, std::optional<long> code,
+Failure connectFailure(const EKVRError& error, const std::string& uris, IKVRLdapConnection& connection,
                        const GlobalOptions& options)
 {
+    const std::optional<long> code = LastResult(connection);
     const ExitCode kind = connectKind(code);
     // Nothing happened on this session before, so its diagnostic belongs to this failure even when
     // the library failed by itself.
     const bool isKerberos = options.auth == "gssapi" && !isNetworkFailure(code);
     const std::string text = TextOf(error, true, options.verbosity > 0);
     Failure failure(kind, "connecting to " + uris, text, connectHint(kind, isKerberos, text));
+    if (IsTimeLimitReached(connection))
+    {
+        failure.advice = serverTooSlow;
+    }
     failure.resultCode = code;
     return failure;
 }
@@ -191,7 +197,7 @@ IKVRLdapConnection& Session::Connection()
     }
     catch (const EKVRError& error)
     {
-        throw connectFailure(error, uris, LastResult(*connection), options_);
+        throw connectFailure(error, uris, *connection, options_);
     }
     connection_ = connection;
     return *connection_;

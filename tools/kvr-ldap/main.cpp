@@ -37,7 +37,7 @@ int run(int count, char** arguments)
 int main(int count, char** arguments)
 {
     KVR::Cli::OccupyStandardDescriptors();
-    // A server that went away, and a reader that did, show as errors of the call then.
+    // A reader that went away shows as an error of the write then.
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
     return run(count, arguments);
 }

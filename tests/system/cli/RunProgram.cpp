@@ -6,7 +6,6 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -203,21 +202,11 @@ Outcome run(const std::string& program, std::vector<std::string> arguments, cons
         posix_spawn_file_actions_adddup2(&actions, terminal.descriptor(), each);
     }
 
-    // The responder ignores SIGPIPE in the test's own process, and that would be inherited.
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    sigset_t defaults;
-    sigemptyset(&defaults);
-    sigaddset(&defaults, SIGPIPE);
-    posix_spawnattr_setsigdefault(&attributes, &defaults);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
-
     arguments.insert(arguments.begin(), program);
     std::vector<std::string> environment = environmentOf(setting);
     pid_t child = -1;
-    const int error = posix_spawn(&child, program.c_str(), &actions, &attributes,
+    const int error = posix_spawn(&child, program.c_str(), &actions, nullptr,
                                   pointersTo(arguments).data(), pointersTo(environment).data());
-    posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&actions);
     int status = 0;
     if (error != 0 || waitpid(child, &status, 0) != child)
