@@ -28,8 +28,27 @@ class IKVRLdapQuery;
  * EKVROpenLdapError when the library or the server reports a failure; result codes 47 to 50
  * are reported as missing access rights. Where a result is read entry by entry and value by value, the
  * session's last result code tells the failure: EKVRInternalError means that it could not be read,
- * and a failure that left the code 0 is passed over. Writing to a connection that the server has closed
- * raises SIGPIPE, which ends the process unless the host ignores it.
+ * and a failure that left the code 0 is passed over.
+ *
+ * Waits: each request to the server, from its sending to the end of its answer and with every server that
+ * referrals and references lead it to, ends after 30 seconds at most. The result code is -5 where
+ * the library notices the limit while it waits for an answer, and the session can be used on; it is -1 where
+ * a wait inside a message, a large write or a TLS handshake was ended, and the session is lost then; it can
+ * be 10 for a referral that led to a silent server. IKVRLdapSession::IsTimeLimitReached tells such a -1 from
+ * a connection that was lost. An operation that sends several requests has a limit for each. Not limited are
+ * name resolution and the waits of the Kerberos library for its servers.
+ *
+ * Signals: a handler that runs meanwhile changes no result and no limit, and a connection that the server
+ * has closed raises no SIGPIPE, whatever the host does with that signal.
+ *
+ * Hostile servers: whatever a server sends, the process goes on. Search and GetAttrBinaryValue take only an
+ * answer to a search for one, and report a lost connection (-1) otherwise. A write, a deletion and the bind
+ * are reported as the library's synchronous calls return them, and these look at an answer's number and
+ * code only: a server that means it can make them look done, with a notice of disconnection (RFC 4511,
+ * section 4.4.1) that carries the code 0 as well.
+ *
+ * Referrals: the library follows referrals and search references on its own, anonymously, for searches and
+ * writes, except for DeleteDN.
  *
  * Text: values are in the locale's character set and converted to and from UTF-8; DNs, filters
  * and attribute names are passed on as they are, in UTF-8.
@@ -48,7 +67,8 @@ public:
     virtual KVRAuthType AuthType() = 0;
 
     /**
-     * Connects and binds. Waits at most 30 seconds for each connection attempt and each answer.
+     * Connects and binds. Waits at most 30 seconds for each address of each server that is tried: for the
+     * connection, TLS and the bind together.
      * @param target host name, which becomes "ldap://" and the name and replaces the connection's
      *        URIs; or any part of these URIs, to the letter, as the sign to use them all. They are
      *        the host parameter "KVR_PRM_LDAP_URIS" as it was at construction ("ldap://localhost"
@@ -116,8 +136,8 @@ public:
     /**
      * Searches and receives the whole result (ldap_search_ext_s(3)).
      *
-     * The library follows referrals and search references on its own, anonymously; a server behind
-     * a reference that can't be reached makes the whole search fail.
+     * A search reference whose server can't be reached or refuses the anonymous bind is left out: the search
+     * succeeds with what there was.
      * @param base DN to start from, in UTF-8
      * @param filter filter (RFC 4515), in UTF-8; never empty, the library answers that by closing
      *        the connection
@@ -171,6 +191,10 @@ public:
      * Deletes an entry after the entries below it, in one pass and in the server's order: a child with
      * children of its own makes the server refuse when it comes before them. What was deleted by then
      * is gone.
+     *
+     * Referrals and search references are not followed: an entry below that is a reference (RFC 3296) stays,
+     * so that the server refuses the deletion of the entry above it, and what it leads to is not touched. An
+     * entry that is a reference itself fails with the code 10.
      * @throws EKVRCheckError without a session; EKVROpenLdapError when the server refuses, with the
      *         given DN in its text; what Search and Fetch throw
      */
