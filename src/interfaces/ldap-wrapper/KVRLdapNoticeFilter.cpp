@@ -9,7 +9,6 @@
 #include <cstring>
 #include <memory>
 #include <new>
-#include <optional>
 #include <string_view>
 
 namespace KVR
@@ -32,9 +31,14 @@ CKVRNoticeFilter* filterOf(Sockbuf_IO_Desc* layer)
 }
 
 int setUp(Sockbuf_IO_Desc* layer, void* /*argument*/) noexcept
+try
 {
-    layer->sbiod_pvt = std::unique_ptr<CKVRNoticeFilter>(new (std::nothrow) CKVRNoticeFilter).release();
-    return layer->sbiod_pvt != nullptr ? 0 : -1;
+    layer->sbiod_pvt = std::make_unique<CKVRNoticeFilter>().release();
+    return 0;
+}
+catch (const std::bad_alloc&)
+{
+    return -1; // libldap is C
 }
 
 int tearDown(Sockbuf_IO_Desc* layer) noexcept

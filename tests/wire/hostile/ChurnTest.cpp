@@ -16,8 +16,12 @@ namespace
 using Support::Operation;
 using Support::SilentServer;
 
+#ifdef __SANITIZE_ADDRESS__
+constexpr int sessions = 30; // the sanitizer looks for lost memory itself, and is slow where much is asked for
+#else
 constexpr int sessions = 1000;
-constexpr int warmUp = 50;
+#endif
+constexpr int warmUp = 20;
 
 /** What libldap itself loses of a session: texts of notices, and lists of referrals that lead in a circle. */
 constexpr long lostByLibldap = 400;
