@@ -194,7 +194,8 @@ public:
      *
      * Referrals and search references are not followed: an entry below that is a reference (RFC 3296) stays,
      * so that the server refuses the deletion of the entry above it, and what it leads to is not touched. An
-     * entry that is a reference itself fails with the code 10.
+     * entry that is a reference itself fails with the code 10. A server with the overlay slapo-chain(5)
+     * follows them by itself, and the client sees nothing of it.
      * @throws EKVRCheckError without a session; EKVROpenLdapError when the server refuses, with the
      *         given DN in its text; what Search and Fetch throw
      */

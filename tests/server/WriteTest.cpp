@@ -77,6 +77,37 @@ TEST_F(WriteTest, AnAddedEntryHoldsItsValues)
     expectRefusal([&] { addDevice("new"); }, "on adding dn '" + dn + "'", 68);
 }
 
+/** A server that leaves references to its clients; with the chain overlay it would follow them itself. */
+class ReferenceTest : public WriteTest
+{
+protected:
+    ReferenceTest() : WriteTest({"--chain", "no"}) {}
+};
+
+TEST_F(ReferenceTest, ADeletionDoesNotGoWhereAReferenceLeads)
+{
+    const std::string root = "dc=example,dc=com";
+    addUnit("kept", root);
+    addUnit("deleted", root);
+    const std::string kept = "ou=kept," + root;
+    const std::string deleted = "ou=deleted," + root;
+    addUnit("child", kept);
+    addUnit("child", deleted);
+    Attributes reference{{"objectClass", "referral"},
+                         {"objectClass", "extensibleObject"},
+                         {"ou", "elsewhere"},
+                         {"ref", server.uri() + "/" + kept}};
+    const std::string elsewhere = "ou=elsewhere," + deleted;
+    connection.AddDN(elsewhere, reference);
+
+    // The unit can't go because the reference stays in it.
+    expectRefusal([&] { connection.DeleteDN(deleted); }, "on deleting dn '" + deleted + "'", 66);
+    EXPECT_FALSE(exists("ou=child," + deleted));
+    expectRefusal([&] { connection.DeleteDN(elsewhere); }, "on searching '" + elsewhere + " (objectClass=*)'",
+                  10);
+    EXPECT_THAT(below(kept), ElementsAre("ou=child," + kept));
+}
+
 TEST_F(WriteTest, AnEntityCreatesChangesRenamesAndDeletesItself)
 {
     const auto entity = connection.AllocEntity();
