@@ -1,7 +1,5 @@
 #include "SilentServer.h"
 
-#include "LoopbackListener.h"
-
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>

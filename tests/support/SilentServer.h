@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Channel.h"
+#include "LoopbackListener.h"
 
 #include <atomic>
 #include <chrono>
@@ -49,6 +49,9 @@ public:
     FullPort();
 
     std::string target() const;
+
+    /** One more attempt to connect. */
+    Descriptor connect() const { return beginConnection(port_); }
 
     /** Makes room in the queue, but answers nobody. */
     void takeWaiting();

@@ -17,7 +17,8 @@ using Support::Operation;
 using Support::SilentServer;
 
 #ifdef __SANITIZE_ADDRESS__
-constexpr int sessions = 30; // the sanitizer looks for lost memory itself, and is slow where much is asked for
+// The sanitizer looks for lost memory itself, and is slow where much is asked for.
+constexpr int sessions = 30;
 #else
 constexpr int sessions = 1000;
 #endif

@@ -68,6 +68,9 @@ TEST_P(StallTest, OfAWriteWhoseServerReadsNothingEndsAtTheLimit)
     search(*connection);
     EXPECT_TRUE(inTime([&] { write(*connection, large); }).type == typeid(EKVROpenLdapError));
     EXPECT_EQ(LDAP_SERVER_DOWN, connection->GetLastError());
+    EXPECT_TRUE(connection->IsTimeLimitReached());
+    EXPECT_EQ(writeFailure(lost), inTime([&] { write(*connection); }));
+    EXPECT_FALSE(connection->IsTimeLimitReached()) << "nothing is sent behind a part of a message";
 }
 
 TEST_P(StallTest, DoesNotShortenTheLimitOfTheNextOperation)
@@ -142,14 +145,32 @@ TEST_F(TimeLimitTest, BeginsAnewForEachServerOfAList)
     EXPECT_EQ(1U, responder.requests(Support::Operation::Modify).size());
 }
 
-TEST_F(TimeLimitTest, DoesNotHoldUpADisconnection)
+/** The buffer between libldap and its socket, of the session that was made last. */
+Sockbuf* bufferOf(LDAP* session)
 {
-    library.timeLimit = std::chrono::hours(1);
-    const std::string large(20'000'000, 'a');
-    const auto connection = connected();
-    responder.onModify(Answer().silence());
-    library.timeLimit = shortLimit;
-    EXPECT_EQ(Caught(), inTime([&] { connection->Disconnect(); }));
+    Sockbuf* buffer = nullptr;
+    EXPECT_EQ(LDAP_OPT_SUCCESS, ldap_get_option(session, LDAP_OPT_SOCKBUF, &buffer));
+    return buffer;
+}
+
+TEST_F(TimeLimitTest, AServerThatFailedLeavesNoLayerThatWouldCloseTheNextOnesSocketAgain)
+{
+    const SilentServer noTls("HTTP/1.1 400 Bad Request");
+    const std::string uris = "ldaps://" + noTls.target() + " " + responder.uri();
+    const auto connection = connectionTo(uris);
+    ASSERT_EQ(Caught(), inTime([&] { connectTo(*connection, uris); }));
+    Sockbuf* const buffer = bufferOf(library.session);
+    ber_sockbuf_remove_io(buffer, &ber_sockbuf_io_tcp, LBER_SBIOD_LEVEL_PROVIDER);
+    EXPECT_EQ(0, ber_sockbuf_ctrl(buffer, LBER_SB_OPT_HAS_IO, &ber_sockbuf_io_tcp));
+    ber_sockbuf_add_io(buffer, &ber_sockbuf_io_tcp, LBER_SBIOD_LEVEL_PROVIDER, nullptr);
+}
+
+TEST_F(TimeLimitTest, AConnectionThatFailedIsTriedAgainByTheNextOperation)
+{
+    const std::string uri = "ldap://127.0.0.1:1";
+    const auto connection = connectionTo(uri);
+    EXPECT_EQ(bindFailure(lost), inTime([&] { connectTo(*connection, uri); }));
+    EXPECT_EQ(-1, ber_sockbuf_ctrl(bufferOf(library.session), LBER_SB_OPT_GET_FD, nullptr));
 }
 
 } // namespace
