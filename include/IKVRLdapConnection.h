@@ -48,7 +48,8 @@ class IKVRLdapQuery;
  * section 4.4.1) that carries the code 0 as well.
  *
  * Referrals: the library follows referrals and search references on its own, anonymously, for searches and
- * writes, except for DeleteDN.
+ * writes, except for DeleteDN. One that asks for StartTLS is not followed, and a server whose result has
+ * more than 256 KiB, entries not counted, loses the connection.
  *
  * Text: values are in the locale's character set and converted to and from UTF-8; DNs, filters
  * and attribute names are passed on as they are, in UTF-8.

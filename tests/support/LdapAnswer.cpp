@@ -256,6 +256,7 @@ Answer::Encoded Answer::encode(const LdapRequest& request) const
 void Answer::encodeSteps(const LdapRequest& request, Encoded& encoded) const
 {
     const int id = request.messageId;
+    bool hasResult = false;
     for (const auto& step : steps_)
     {
         switch (step.kind)
@@ -278,7 +279,8 @@ void Answer::encodeSteps(const LdapRequest& request, Encoded& encoded) const
         }
         case Kind::Result:
             encoded.bytes += encodeResult(request, step.code, step.dn, step.diagnostic);
-            return;
+            hasResult = true;
+            break;
         case Kind::Referral:
             encoded.bytes += encodeReferral(request, step.attributes);
             return;
@@ -300,7 +302,7 @@ void Answer::encodeSteps(const LdapRequest& request, Encoded& encoded) const
             return;
         }
     }
-    encoded.bytes += encodeResult(request, LDAP_SUCCESS, "", "");
+    encoded.bytes += hasResult ? "" : encodeResult(request, LDAP_SUCCESS, "", "");
 }
 
 } // namespace KVR::Support

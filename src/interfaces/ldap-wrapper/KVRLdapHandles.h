@@ -41,11 +41,18 @@ struct AttributeCursorRelease
     void operator()(BerElement* cursor) const { ber_free(cursor, 0); }
 };
 
+/** Frees a message that is being built or read, with its bytes. */
+struct ElementRelease
+{
+    void operator()(BerElement* element) const { ber_free(element, 1); }
+};
+
 using MessageOwner = std::unique_ptr<LDAPMessage, MessageRelease>;
 using TextOwner = std::unique_ptr<char, TextRelease>;
 using TimeOwner = std::unique_ptr<timeval, TimeRelease>;
 using ValuesOwner = std::unique_ptr<berval*, ValuesRelease>;
 using ValueArrayOwner = std::unique_ptr<berval, ValueArrayRelease>;
+using ElementOwner = std::unique_ptr<BerElement, ElementRelease>;
 using AttributeCursorOwner = std::unique_ptr<BerElement, AttributeCursorRelease>;
 
 /**

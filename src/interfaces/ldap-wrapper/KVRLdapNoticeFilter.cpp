@@ -94,7 +94,7 @@ ElementHead headOf(std::string_view bytes)
     }
     if (isTag || at == bytes.size())
     {
-        return {0, 0, at < mostOctets};
+        return {0, 0, !isTag || at < mostOctets};
     }
     const unsigned first = octet(bytes[at++]);
     const std::size_t octets = first < moreFollows ? 0 : first - moreFollows;
@@ -179,7 +179,11 @@ void CKVRNoticeFilter::advance(std::size_t count)
     {
         takeId();
     }
-    if (left_ == 0)
+    else if (stage_ == Stage::Operation)
+    {
+        takeOperation();
+    }
+    if (left_ == 0 && stage_ != Stage::Refused)
     {
         const bool isRefused = stage_ == Stage::Unsolicited && !isAcceptable();
         stage_ = isRefused ? Stage::Refused : Stage::Head;
@@ -211,14 +215,26 @@ void CKVRNoticeFilter::takeId()
         return;
     }
     const std::string_view id(bytes_.data() + head.size, kept_ - head.size);
-    if (!head.isReadable || id.find_first_not_of('\0') != std::string_view::npos)
+    if (!head.isReadable)
     {
         stage_ = Stage::Rest;
+    }
+    else if (id.size() == head.length && id.find_first_not_of('\0') != std::string_view::npos)
+    {
+        stage_ = Stage::Operation;
     }
     else if (id.size() == head.length)
     {
         stage_ = Stage::Unsolicited;
     }
+}
+
+void CKVRNoticeFilter::takeOperation()
+{
+    constexpr std::size_t mostOfAResult = 256UL * 1024;
+    const unsigned tag = octet(bytes_[kept_ - 1]);
+    const bool isUnlimited = tag == LDAP_RES_SEARCH_ENTRY || tag == LDAP_RES_INTERMEDIATE;
+    stage_ = isUnlimited || left_ <= mostOfAResult ? Stage::Rest : Stage::Refused;
 }
 
 bool CKVRNoticeFilter::isAcceptable() const

@@ -13,6 +13,9 @@ namespace KVR
  * ends the connection at one that is not formed like a notice of disconnection (RFC 4511, section 4.4.1):
  * libldap ends the process when such a message carries a referral, in whatever way, or an empty name.
  *
+ * It ends the connection at a result of more than 256 KiB, too: libldap collects the places of a referral in
+ * a time that grows with the square of their number.
+ *
  * It follows the messages by their lengths and keeps bytes of an unsolicited one only, none of which may
  * be longer than a few thousand.
  */
@@ -36,6 +39,7 @@ private:
     {
         Head,        /**< tag and length of a message */
         Id,          /**< its message id */
+        Operation,   /**< the tag of an ordinary message's operation */
         Rest,        /**< the rest of an ordinary message, which is passed over */
         Unsolicited, /**< the rest of an unsolicited message, which is kept */
         Unreadable,  /**< no message of LDAP: libldap ends the connection by itself */
@@ -46,6 +50,7 @@ private:
     void advance(std::size_t count);
     void takeHead();
     void takeId();
+    void takeOperation();
     bool isAcceptable() const;
 
     Stage stage_ = Stage::Head;

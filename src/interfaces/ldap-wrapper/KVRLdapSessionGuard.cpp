@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <limits>
 
 // Everything that libldap calls here is C to it, so nothing may be thrown.
 
@@ -126,6 +127,39 @@ bool addLayers(Sockbuf* buffer, CKVRSessionGuard& guard)
     return ber_sockbuf_add_io(buffer, &waitLayer, waitLevel, &guard) == 0 && CKVRNoticeFilter::AddTo(buffer);
 }
 
+/** Receives the answer to a bind, and nothing else. */
+bool receiveBindAnswer(Sockbuf* buffer, ber_int_t messageId)
+{
+    const ElementOwner answer(ber_alloc_t(LBER_USE_DER));
+    ber_tag_t tag = LBER_ERROR;
+    do
+    {
+        ber_len_t size = 0;
+        errno = 0;
+        tag = answer ? ber_get_next(buffer, &size, answer.get()) : LBER_ERROR;
+    } while (tag == LBER_DEFAULT && errno == EWOULDBLOCK);
+    ber_int_t id = 0;
+    ber_tag_t operation = LBER_ERROR;
+    ber_int_t code = LDAP_OTHER;
+    return tag == LDAP_TAG_MESSAGE && ber_scanf(answer.get(), "it{e", &id, &operation, &code) != LBER_ERROR &&
+           id == messageId && operation == LDAP_RES_BIND && code == LDAP_SUCCESS;
+}
+
+/**
+ * Binds a connection anonymously, past libldap: its own calls would read the other connections of the
+ * session as well, and free what the call in progress is reading there.
+ */
+bool bindAnonymously(Sockbuf* buffer)
+{
+    constexpr ber_int_t messageId = std::numeric_limits<ber_int_t>::max(); // libldap counts from 1
+    const ElementOwner request(ber_alloc_t(LBER_USE_DER));
+    return request &&
+           ber_printf(request.get(), "{it{ists}}", messageId, static_cast<ber_tag_t>(LDAP_REQ_BIND),
+                      LDAP_VERSION3, "", static_cast<ber_tag_t>(LDAP_AUTH_SIMPLE), "") != -1 &&
+           ber_flush2(buffer, request.get(), LBER_FLUSH_FREE_NEVER) == 0 &&
+           receiveBindAnswer(buffer, messageId);
+}
+
 /** A time-out of the session. */
 int readTimeout(LDAP* session, int option, CKVRTimeLimit::Clock::duration& time)
 {
@@ -154,7 +188,11 @@ int CKVRSessionGuard::Install(LDAP* session)
 {
     session_ = session;
     isAnswerLimited_ = false;
-    int code = takeTimeLimits();
+    int code = ldap_get_option(session, LDAP_OPT_SOCKBUF, &listed_);
+    if (code == LDAP_OPT_SUCCESS)
+    {
+        code = takeTimeLimits();
+    }
     // A wait for an answer goes on after a signal.
     for (const int option : {LDAP_OPT_RESTART, LDAP_OPT_CONNECT_ASYNC})
     {
@@ -215,16 +253,21 @@ int CKVRSessionGuard::takeTimeLimits()
     return code;
 }
 
-/** With LDAP_OPT_CONNECT_ASYNC libldap calls this while connect(2) is under way, and leaves the wait to it.
+/**
+ * With LDAP_OPT_CONNECT_ASYNC libldap calls this while connect(2) is under way, and leaves the wait to it. A
+ * referral that asks for StartTLS is not followed: libldap would read other connections meanwhile, and free
+ * what is being read.
  */
-int CKVRSessionGuard::addConnection(LDAP* /*session*/, Sockbuf* buffer, LDAPURLDesc* /*server*/,
+int CKVRSessionGuard::addConnection(LDAP* /*session*/, Sockbuf* buffer, LDAPURLDesc* server,
                                     sockaddr* /*address*/, ldap_conncb* callback)
 {
     auto& guard = *static_cast<CKVRSessionGuard*>(callback->lc_arg);
+    const bool isListed = buffer == guard.listed_;
     ber_socket_t socket = socketOf(buffer);
-    if (guard.limit_.AwaitConnection(socket) && addLayers(buffer, guard))
+    if ((isListed || server->lud_exts == nullptr) && guard.limit_.AwaitConnection(socket, isListed) &&
+        addLayers(buffer, guard))
     {
-        guard.newestSocket_ = socket;
+        guard.newest_ = buffer;
         return 0;
     }
     // libldap would take the descriptor that it finds in the buffer later for a connection.
@@ -244,41 +287,12 @@ void CKVRSessionGuard::removeConnection(LDAP* /*session*/, Sockbuf* /*buffer*/, 
 int CKVRSessionGuard::rebind(LDAP* /*session*/, const char* /*url*/, ber_tag_t /*request*/,
                              ber_int_t /*messageId*/, void* argument)
 {
-    auto& guard = *static_cast<CKVRSessionGuard*>(argument);
-    // Another referral may be followed during the bind.
-    const int socket = guard.newestSocket_;
-    if (!guard.bindAnonymously())
+    const auto& guard = *static_cast<const CKVRSessionGuard*>(argument);
+    if (!bindAnonymously(guard.newest_))
     {
-        shutdown(socket, SHUT_RDWR);
+        shutdown(socketOf(guard.newest_), SHUT_RDWR);
     }
     return LDAP_SUCCESS;
-}
-
-bool CKVRSessionGuard::bindAnonymously()
-{
-    berval noPassword{};
-    int messageId = 0;
-    int code = ldap_sasl_bind(session_, "", LDAP_SASL_SIMPLE, &noPassword, nullptr, nullptr, &messageId);
-    if (code != LDAP_SUCCESS)
-    {
-        return false;
-    }
-    timeval left = timevalOf(limit_.Left());
-    MessageOwner answer;
-    const int type = ldap_result(session_, messageId, LDAP_MSG_ALL, &left, Receive(answer));
-    if (type == 0)
-    {
-        limit_.Reach();
-        // libldap keeps a connection as long as it waits for an answer over it.
-        ldap_abandon_ext(session_, messageId, nullptr, nullptr);
-    }
-    if (type != LDAP_RES_BIND)
-    {
-        return false;
-    }
-    const int parsed =
-        ldap_parse_result(session_, answer.get(), &code, nullptr, nullptr, nullptr, nullptr, 0);
-    return parsed == LDAP_SUCCESS && code == LDAP_SUCCESS;
 }
 
 } // namespace KVR

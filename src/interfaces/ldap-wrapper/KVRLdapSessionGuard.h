@@ -62,12 +62,12 @@ private:
 
     void begin(bool oneServerEach);
     int takeTimeLimits();
-    bool bindAnonymously();
 
     CKVRTimeLimit limit_;
     LDAP* session_ = nullptr;
+    Sockbuf* listed_ = nullptr; /**< of the servers of the list; referrals have buffers of their own */
+    Sockbuf* newest_ = nullptr; /**< of the connection that was made last */
     ldap_conncb callback_;
-    int newestSocket_ = -1;
     bool isAnswerLimited_ = false; /**< the session's own time-out is shorter than its whole limit */
 };
 

@@ -52,9 +52,9 @@ bool CKVRTimeLimit::HasTime()
     return false;
 }
 
-bool CKVRTimeLimit::AwaitConnection(int socket)
+bool CKVRTimeLimit::AwaitConnection(int socket, bool isListed)
 {
-    if (oneServerEach_)
+    if (oneServerEach_ && isListed)
     {
         Begin(true);
     }

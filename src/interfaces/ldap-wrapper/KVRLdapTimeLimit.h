@@ -35,9 +35,6 @@ public:
     /** The limit of an operation. */
     Clock::duration Whole() const { return operation_; }
 
-    /** Tells that a wait which was not made here ended because of the limit. */
-    void Reach() { isReached_ = true; }
-
     /**
      * False when the operation has had its time twice; errno is ETIMEDOUT then. What needs no wait may go on
      * for that long: libldap looks at the time between messages and keeps its session, but in a TLS
@@ -53,9 +50,10 @@ public:
 
     /**
      * Waits until a socket whose connect(2) is under way is connected.
+     * @param isListed it leads to one of the servers of which each has a limit of its own
      * @return false when the connection fails or a limit is reached, with the reason in errno
      */
-    bool AwaitConnection(int socket);
+    bool AwaitConnection(int socket, bool isListed);
 
 private:
     bool awaitUntil(Clock::time_point deadline, int socket, short events);

@@ -120,6 +120,8 @@ TEST(NoticeFilter, RefusesWhatLibldapDoesNotSurvive)
         {"a referral of an id of several bytes", message(element(0x02, "\0\0\0\0"s), aReferral)},
         {"a referral of an id whose length is long", message("\x02\x81\x01\x00"s, aReferral)},
         {"a referral of an id with a long tag", message("\x1f\x02\x01\x00"s, aReferral)},
+        {"a referral of an id with the longest tag",
+         message("\xff\xff\xff\xff\xff\xff\xff\x01\x01\x00"s, aReferral)},
         {"a referral of LDAPv2", notice(element(0x0a, "\x34") + octets + oldReferral + noticeName)},
         {"a referral behind the name", notice(success + noticeName + referral)},
         {"an empty name", notice(success + element(0x8a, ""))},
@@ -132,6 +134,23 @@ TEST(NoticeFilter, RefusesWhatLibldapDoesNotSurvive)
     for (const auto& [what, bytes] : notices)
     {
         expectPassing(false, what, bytes);
+    }
+}
+
+TEST(NoticeFilter, RefusesResultsOfMoreThan256KiB)
+{
+    const std::string id = element(0x02, "\x05");
+    const std::string large(300'000, 'a');
+    for (const int tag : {0x65, 0x73, 0x67})
+    {
+        expectPassing(false, "a large result", message(id, element(static_cast<unsigned char>(tag), large)));
+        expectPassing(true, "a result",
+                      message(id, element(static_cast<unsigned char>(tag), large.substr(0, 200'000))));
+    }
+    for (const int tag : {0x64, 0x79})
+    {
+        expectPassing(true, "a large entry",
+                      message(id, element(static_cast<unsigned char>(tag), large)) + entry);
     }
 }
 

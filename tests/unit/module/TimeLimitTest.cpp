@@ -112,7 +112,7 @@ TEST_F(TimeLimit, OfAConnectionCanBeShorterThanThatOfItsOperation)
     const FullPort full;
     const Descriptor underWay = full.connect();
     begin(hours(1), milliseconds(20));
-    expectEnded(limit.AwaitConnection(underWay.get()));
+    expectEnded(limit.AwaitConnection(underWay.get(), true));
 }
 
 TEST_F(TimeLimit, OfAnOperationHoldsForItsConnections)
@@ -120,14 +120,29 @@ TEST_F(TimeLimit, OfAnOperationHoldsForItsConnections)
     const FullPort full;
     const Descriptor underWay = full.connect();
     begin(milliseconds(20));
-    expectEnded(limit.AwaitConnection(underWay.get()));
+    expectEnded(limit.AwaitConnection(underWay.get(), true));
+}
+
+TEST_F(TimeLimit, OfAServerOfAListBeginsWithItsConnectionAndNotWithThatOfAReferral)
+{
+    const FullPort full;
+    const Descriptor underWay = full.connect();
+    limit.SetLengths(milliseconds(20), hours(1));
+    limit.Begin(true);
+    expectEnded(limit.Await(sockets.first(), POLLIN));
+    expectEnded(limit.AwaitConnection(underWay.get(), false));
+    limit.SetLengths(hours(1), hours(1));
+    sockets.write();
+    const Descriptor refused = Support::beginConnection(1);
+    EXPECT_FALSE(limit.AwaitConnection(refused.get(), true));
+    EXPECT_TRUE(limit.Await(sockets.first(), POLLIN)) << "the limit is a new one";
 }
 
 TEST_F(TimeLimit, IsNotReachedByAConnectionThatIsRefused)
 {
     const Descriptor refused = Support::beginConnection(1);
     begin(hours(1));
-    EXPECT_FALSE(limit.AwaitConnection(refused.get()));
+    EXPECT_FALSE(limit.AwaitConnection(refused.get(), true));
     EXPECT_EQ(ECONNREFUSED, errno);
     EXPECT_FALSE(limit.IsReached());
 }

@@ -1,5 +1,6 @@
 // Referrals and references that lead to servers that hold a client up, refuse it or lead back.
 
+#include "EntryBytes.h"
 #include "HostileTest.h"
 #include "SilentServer.h"
 
@@ -9,6 +10,7 @@ namespace KVR
 namespace
 {
 
+using Support::element;
 using Support::FullPort;
 using Support::LdapResponder;
 using Support::Operation;
@@ -17,6 +19,11 @@ using Support::SilentServer;
 constexpr char lost[] = "Can't contact LDAP server";
 constexpr char timedOut[] = "Timed out";
 constexpr char referral[] = "Referral";
+
+std::string number(int value)
+{
+    return element(0x02, std::string(1, static_cast<char>(value)));
+}
 
 class ReferralTest : public HostileTest
 {
@@ -110,6 +117,71 @@ TEST_F(ReferralTest, OfAServerThatWasReferredToAndLeadsToOneThatRefusesEndsTheOp
         EXPECT_NE(Caught(), writeReferredTo({second.uri() + "/dc=y"}));
         connection = connected();
     }
+}
+
+TEST_F(ReferralTest, WithStartTlsIsNotFollowed)
+{
+    LdapResponder other;
+    for (const char* const extension : {"!1.3.6.1.4.1.1466.20037", "x-starttls"})
+    {
+        const std::string url = other.uri() + "/dc=y????" + extension;
+        EXPECT_EQ(writeFailure(referral).message, writeReferredTo({url}).message) << url;
+    }
+    EXPECT_TRUE(other.requests().empty());
+}
+
+TEST_F(ReferralTest, OfAServerThatHasAnsweredAndClosesDoesNotHarmTheOneThatIsFollowed)
+{
+    // While the second referral is followed, the answer and the end of the first one's server are there.
+    const SilentServer silent;
+    LdapResponder other;
+    other.onSearch(Answer().reference({"ldap://" + silent.target() + "/dc=z"}).result(LDAP_SUCCESS).drop());
+    responder.onSearch(Answer().referral({other.uri() + "/dc=y"}));
+    EXPECT_NE(Caught(), inTime([&] { search(*connection); }));
+    EXPECT_EQ(Caught(), inTime([&] { write(*connection); })) << "the session goes on";
+}
+
+TEST_F(ReferralTest, ToManyServersAtOnceIsFollowedForOneRequest)
+{
+    const SilentServer first;
+    const SilentServer second;
+    LdapResponder other;
+    const auto referTwiceAndAnswer = [&](const LdapRequest& request)
+    {
+        const auto referTo = [&](const SilentServer& server)
+        {
+            const std::string url = "ldap://" + server.target() + "/dc=z";
+            return element(0x30, number(request.messageId) +
+                                     element(LDAP_RES_MODIFY, element(0x0a, "\x0a") + element(0x04, "") +
+                                                                  element(0x04, "") +
+                                                                  element(0xa3, element(0x04, url))));
+        };
+        return Answer().raw(referTo(first) + referTo(second) +
+                            Support::resultMessage(request.messageId, LDAP_RES_MODIFY, LDAP_SUCCESS));
+    };
+    other.handle(Operation::Modify, referTwiceAndAnswer);
+    inTime([&] { writeReferredTo({other.uri() + "/dc=y"}); });
+    EXPECT_EQ(Caught(), inTime([&] { connection->Disconnect(); }));
+}
+
+TEST_F(ReferralTest, InTheAnswerToABindHasNoLimitOfItsOwn)
+{
+    std::vector<std::unique_ptr<SilentServer>> silents;
+    for (int number = 0; number < 3; ++number)
+    {
+        silents.push_back(std::make_unique<SilentServer>());
+    }
+    Answer answer;
+    for (const auto& each : silents)
+    {
+        answer.reference({"ldap://" + each->target() + "/dc=y"});
+    }
+    responder.onBind(answer.result(LDAP_SUCCESS));
+    library.timeLimit = std::chrono::seconds(1);
+    const auto begin = std::chrono::steady_clock::now();
+    const auto another = connectionTo(responder.uri());
+    inTime([&] { connectTo(*another, responder.uri()); });
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(2500));
 }
 
 TEST_F(ReferralTest, BackToTheSameServerEnds)
