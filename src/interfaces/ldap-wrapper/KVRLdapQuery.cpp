@@ -117,6 +117,7 @@ void CKVRLdapQuery::FetchAttributes(std::shared_ptr<IKVRLdapEntity>& entity)
     }
     // Utf8ToLocal is the caller's where it is overridden: it may fetch on its own, also from this query,
     // and give the pointer another entity. What is under way goes on with this entry and this entity.
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): the copy keeps the entity
     const std::shared_ptr<IKVRLdapEntity> filled = entity;
     LDAPMessage* const entry = message->current;
     if (!fetchInPlace(entry, *filled))

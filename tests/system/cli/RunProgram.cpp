@@ -205,8 +205,8 @@ Outcome run(const std::string& program, std::vector<std::string> arguments, cons
     arguments.insert(arguments.begin(), program);
     std::vector<std::string> environment = environmentOf(setting);
     pid_t child = -1;
-    const int error = posix_spawn(&child, program.c_str(), &actions, nullptr,
-                                  pointersTo(arguments).data(), pointersTo(environment).data());
+    const int error = posix_spawn(&child, program.c_str(), &actions, nullptr, pointersTo(arguments).data(),
+                                  pointersTo(environment).data());
     posix_spawn_file_actions_destroy(&actions);
     int status = 0;
     if (error != 0 || waitpid(child, &status, 0) != child)
