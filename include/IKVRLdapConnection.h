@@ -42,10 +42,11 @@ class IKVRLdapQuery;
  * has closed raises no SIGPIPE, whatever the host does with that signal.
  *
  * Hostile servers: whatever a server sends, the process goes on. Search and GetAttrBinaryValue take only an
- * answer to a search for one, and report a lost connection (-1) otherwise. A write, a deletion and the bind
- * are reported as the library's synchronous calls return them, and these look at an answer's number and
- * code only: a server that means it can make them look done, with a notice of disconnection (RFC 4511,
- * section 4.4.1) that carries the code 0 as well.
+ * answer to a search for a result, and report a lost connection (-1) otherwise; the code 32 says that the
+ * base does not exist wherever it comes from. A write, a deletion and the bind are reported as the library's
+ * synchronous calls return them, and these look at an answer's number and code only: a server that means it
+ * can make them look done, with a notice of disconnection (RFC 4511, section 4.4.1) that carries the code 0
+ * as well.
  *
  * Referrals: the library follows referrals and search references on its own, anonymously, for searches and
  * writes, except for DeleteDN. One that asks for StartTLS is not followed, and a server whose result has

@@ -241,6 +241,7 @@ bool CKVRNoticeFilter::isAcceptable() const
 {
     constexpr unsigned enumerated = 0x0a;
     constexpr unsigned octetString = 0x04;
+    constexpr unsigned controls = 0xa0;
     CKVRElements message(bytes_.data(), bytes_.data() + kept_);
     CKVRElements id;
     if (!message.Take(id) || message.Empty())
@@ -264,7 +265,9 @@ bool CKVRNoticeFilter::isAcceptable() const
         return false;
     }
     take(notice, LDAP_TAG_EXOP_RES_VALUE, text);
-    return notice.Empty();
+    // liblber reads on behind the end of an element.
+    take(message, controls, text);
+    return notice.Empty() && message.Empty();
 }
 
 } // namespace KVR

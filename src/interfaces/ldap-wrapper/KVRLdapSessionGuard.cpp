@@ -215,6 +215,7 @@ int CKVRSessionGuard::Install(LDAP* session)
 void CKVRSessionGuard::EndSession()
 {
     session_ = nullptr;
+    isAnswerLimited_ = false;
     limit_.End();
 }
 

@@ -79,7 +79,7 @@ bool CKVRTimeLimit::awaitUntil(Clock::time_point deadline, int socket, short eve
         const Clock::time_point now = Clock::now();
         if (now >= deadline)
         {
-            isReached_ = true;
+            isReached_ = deadline != Clock::time_point::min();
             errno = ETIMEDOUT;
             return false;
         }

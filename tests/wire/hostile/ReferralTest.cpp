@@ -138,7 +138,7 @@ TEST_F(ReferralTest, OfAServerThatHasAnsweredAndClosesDoesNotHarmTheOneThatIsFol
     other.onSearch(Answer().reference({"ldap://" + silent.target() + "/dc=z"}).result(LDAP_SUCCESS).drop());
     responder.onSearch(Answer().referral({other.uri() + "/dc=y"}));
     EXPECT_NE(Caught(), inTime([&] { search(*connection); }));
-    EXPECT_EQ(Caught(), inTime([&] { write(*connection); })) << "the session goes on";
+    EXPECT_EQ(Caught(), inTime([&] { connection->Disconnect(); }));
 }
 
 TEST_F(ReferralTest, ToManyServersAtOnceIsFollowedForOneRequest)
@@ -200,6 +200,34 @@ TEST_F(ReferralTest, AReferenceThatLeadsNowhereLeavesTheRestOfTheResult)
     EXPECT_EQ(Caught(), inTime([&] { query = search(*connection); }));
     ASSERT_NE(nullptr, query);
     EXPECT_EQ(2, query->Count());
+}
+
+TEST_F(ReferralTest, AReferenceToAServerThatRefusesTheBindLeavesTheRestOfTheResult)
+{
+    LdapResponder other;
+    other.always(Operation::Bind, Answer().result(LDAP_INAPPROPRIATE_AUTH));
+    responder.onSearch(Answer().entry("cn=a,dc=x").reference({other.uri() + "/dc=y"}).entry("cn=b,dc=x"));
+    std::shared_ptr<IKVRLdapQuery> query;
+    EXPECT_EQ(Caught(), inTime([&] { query = search(*connection); }));
+    ASSERT_NE(nullptr, query);
+    EXPECT_EQ(2, query->Count());
+    EXPECT_TRUE(other.requests(Operation::Search).empty());
+}
+
+TEST_F(ReferralTest, ManyReferencesAtOnceAreFollowedOneAfterTheOther)
+{
+    // Bound by the time limit and not by the stack.
+    library.timeLimit = std::chrono::seconds(2);
+    const SilentServer silent;
+    const std::string port = silent.target().substr(silent.target().find(':'));
+    Answer answer;
+    for (int last = 1; last < 200; ++last)
+    {
+        answer.reference({"ldap://127.0.1." + std::to_string(last) + port + "/dc=y"});
+    }
+    responder.onSearch(answer);
+    inTime([&] { search(*connection); });
+    connection->Disconnect();
 }
 
 TEST_F(ReferralTest, AReferenceBackToTheSameServerEnds)
