@@ -21,7 +21,7 @@ namespace KVR
 using Support::Transport;
 
 /** A limit that a test can wait for, and what no wait that keeps it comes near to. */
-inline constexpr std::chrono::milliseconds shortLimit{150};
+inline constexpr std::chrono::milliseconds shortLimit{300};
 inline constexpr std::chrono::seconds farBeyond{10};
 
 /** Connections to servers that harm, over each transport, with a short time limit. */

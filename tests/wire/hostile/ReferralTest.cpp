@@ -167,7 +167,7 @@ TEST_F(ReferralTest, ToManyServersAtOnceIsFollowedForOneRequest)
 TEST_F(ReferralTest, InTheAnswerToABindHasNoLimitOfItsOwn)
 {
     std::vector<std::unique_ptr<SilentServer>> silents;
-    for (int number = 0; number < 3; ++number)
+    for (int number = 0; number < 8; ++number)
     {
         silents.push_back(std::make_unique<SilentServer>());
     }
@@ -181,7 +181,7 @@ TEST_F(ReferralTest, InTheAnswerToABindHasNoLimitOfItsOwn)
     const auto begin = std::chrono::steady_clock::now();
     const auto another = connectionTo(responder.uri());
     inTime([&] { connectTo(*another, responder.uri()); });
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(2500));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(6));
 }
 
 TEST_F(ReferralTest, BackToTheSameServerEnds)
