@@ -49,8 +49,8 @@ class IKVRLdapQuery;
  * as well.
  *
  * Referrals: the library follows referrals and search references on its own, anonymously, for searches and
- * writes, except for DeleteDN. One that asks for StartTLS is not followed, and a server whose result has
- * more than 256 KiB, entries not counted, loses the connection.
+ * writes, except for DeleteDN. One with extensions (RFC 4516, section 2.8), such as StartTLS, is not
+ * followed, and a server whose result has more than 256 KiB, entries not counted, loses the connection.
  *
  * Text: values are in the locale's character set and converted to and from UTF-8; DNs, filters
  * and attribute names are passed on as they are, in UTF-8.

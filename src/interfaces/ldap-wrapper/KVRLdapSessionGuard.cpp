@@ -256,8 +256,8 @@ int CKVRSessionGuard::takeTimeLimits()
 
 /**
  * With LDAP_OPT_CONNECT_ASYNC libldap calls this while connect(2) is under way, and leaves the wait to it. A
- * referral that asks for StartTLS is not followed: libldap would read other connections meanwhile, and free
- * what is being read.
+ * referral with extensions is not followed: for StartTLS libldap would read other connections meanwhile, and
+ * free what is being read.
  */
 int CKVRSessionGuard::addConnection(LDAP* /*session*/, Sockbuf* buffer, LDAPURLDesc* server,
                                     sockaddr* /*address*/, ldap_conncb* callback)

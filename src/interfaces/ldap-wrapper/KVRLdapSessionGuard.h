@@ -15,7 +15,8 @@ namespace KVR
  * read what is sent, and for the bind to the server of a referral. It begins its wait for a connection
  * anew at each signal, and writes in a way that raises SIGPIPE. So each connection gets two I/O layers of
  * its own (see ber_sockbuf_add_io in lber.h): one right above the socket, below TLS, which waits to the
- * deadline of the operation under way and never raises SIGPIPE, and one at the top, see CKVRNoticeFilter.
+ * deadline of the operation under way and never raises SIGPIPE, and one at the top, see CKVRNoticeFilter. The
+ * bind behind a referral goes past libldap, over its own connection only.
  *
  * It outlives the session: libldap sends its farewell through the layers.
  */
