@@ -40,19 +40,24 @@ struct CallSite
 
 /**
  * Throws for a result code other than 0, as throwOpenLdapError.
- * @param context marked text that says what was being done, with a place for each argument
+ * @param context marked text that says what was being done, with a place for each argument; without
+ *        arguments its translation stays as it is, percent signs included
  */
 template <typename... Texts>
 void checkResult(ldap* session, int code, const CallSite& site, const char* context,
                  const Texts&... arguments)
 {
-    if (code != 0)
+    if (code == 0)
     {
-        CKVRFormatCall format(site.file, site.function, site.line);
-        throwOpenLdapError(session, code,
-                           format(sizeof...(arguments), moduleText(context), arguments.c_str()...), site.file,
-                           site.function, site.line);
+        return;
     }
+    CKVRFormatCall format(site.file, site.function, site.line);
+    const char* text = moduleText(context);
+    if constexpr (sizeof...(arguments) > 0)
+    {
+        text = format(sizeof...(arguments), text, arguments.c_str()...);
+    }
+    throwOpenLdapError(session, code, text, site.file, site.function, site.line);
 }
 
 /** Throws the EKVRCheckError for an empty argument of the named operation. */
