@@ -18,6 +18,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <limits>
+#include <mutex>
 #include <utility>
 #include <vector>
 
@@ -75,6 +76,21 @@ catch (...)
     // Where even the log fails there is nobody left to tell.
 }
 
+/**
+ * The library sets itself up at its first use, from its files and variables, and not safely when two threads
+ * come to it at once.
+ */
+void setLibraryUp()
+{
+    static std::once_flag isSetUp;
+    std::call_once(isSetUp,
+                   []
+                   {
+                       int level = 0;
+                       ldap_get_option(nullptr, LDAP_OPT_DEBUG_LEVEL, &level);
+                   });
+}
+
 int libraryScope(alSCOPE scope)
 {
     constexpr int scopes[] = {LDAP_SCOPE_BASE, LDAP_SCOPE_ONELEVEL, LDAP_SCOPE_SUBTREE,
@@ -121,6 +137,7 @@ CKVRLdapConnection::CKVRLdapConnection(IKVRCore& host, const std::type_info& typ
     const std::int32_t level = CKVRLogProvider::GetLogProvider().level;
     if (level > libraryDebugAbove)
     {
+        setLibraryUp();
         const int libraryLevel =
             std::min(level, std::numeric_limits<int>::max() - libraryDebugOffset) + libraryDebugOffset;
         ldap_set_option(nullptr, LDAP_OPT_DEBUG_LEVEL, &libraryLevel);
@@ -197,6 +214,7 @@ void CKVRLdapConnection::openSession()
 {
     // The misspelling is what administrators search their logs for.
     trace("Connect", __LINE__, "Initilize LDAP connection to: %s", uri);
+    setLibraryUp();
     int code = ldap_initialize(&internal->ld, uri.c_str());
     if (code == LDAP_SUCCESS)
     {

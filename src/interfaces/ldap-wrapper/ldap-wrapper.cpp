@@ -40,18 +40,10 @@ std::string configuredUris(IKVRCore& core)
     return "";
 }
 
-/** The library sets itself up at its first use, and not safely when two connections begin at once. */
-void setLibraryUp()
-{
-    int level = 0;
-    ldap_get_option(nullptr, LDAP_OPT_DEBUG_LEVEL, &level);
-}
-
 } // namespace
 
 CKVRLdapWrapper::CKVRLdapWrapper(IKVRCore& host) : IKVRLdapWrapper(host)
 {
-    setLibraryUp();
     const std::string server = core.GetServerHost();
     std::string uris = CKVRLdapWrapper::getDefaultURIs();
     if (uris.empty())

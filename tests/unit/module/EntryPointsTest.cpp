@@ -1,13 +1,17 @@
 #include "Caught.h"
 #include "RecordingHost.h"
+#include "ScopedEnvironment.h"
 
 #include <IKVRLdapConnection.h>
 #include <IKVRLdapWrapper.h>
 #include <kvr/KVRModuleInfo.h>
 
 #include <gmock/gmock.h>
+#include <ldap.h>
 
 #include <cstddef>
+#include <memory>
+#include <optional>
 #include <stdexcept>
 
 extern "C"
@@ -175,6 +179,23 @@ TEST_F(ModuleStart, TriesAgainAfterTheSchemaFolderCouldNotBeDeclared)
     EXPECT_EQ(host.registered.use_count(), 1) << "the host's own reference, and no other";
     EXPECT_TRUE(module_init(host));
     EXPECT_EQ(host.count("RegisterInterface"), 2U);
+}
+
+/** A variable of ldap.conf(5), set by the host after the module's start. The library reads it once a process.
+ */
+TEST_F(ModuleStart, LeavesTheLibrarysVariablesToTheFirstConnection)
+{
+    const Support::ScopedEnvironment read("LDAPNOINIT", std::nullopt);
+    module_init(host);
+    const auto wrapper = std::dynamic_pointer_cast<IKVRLdapWrapper>(host.registered);
+    const auto connection = wrapper->getConnection();
+    const Support::ScopedEnvironment base("LDAPBASE", "dc=set,dc=later");
+    host.parameters["KVR_PRM_LDAP_URIS"] = "ldap://127.0.0.1:1";
+    caught([&] { connection->Connect("127.0.0.1:1", KVRAuthAnonymous); });
+    char* text = nullptr;
+    ldap_get_option(nullptr, LDAP_OPT_DEFBASE, &text);
+    const std::unique_ptr<char, decltype(&ldap_memfree)> owner(text, &ldap_memfree);
+    EXPECT_STREQ("dc=set,dc=later", text);
 }
 
 TEST_F(ModuleStart, HandsOutConnectionsThatUseTheHostsUris)
