@@ -16,7 +16,6 @@ using Support::LdapResponder;
 using Support::Operation;
 using Support::SilentServer;
 
-constexpr char lost[] = "Can't contact LDAP server";
 constexpr char timedOut[] = "Timed out";
 constexpr char referral[] = "Referral";
 
