@@ -85,6 +85,8 @@ FullPort::FullPort() : listener_(listenOnLoopback(0, port_))
 
 void FullPort::takeWaiting()
 {
+    // The kernel repeats attempts that found no room, and these would take it from the next one to come.
+    waiting_.clear();
     pollfd watched{listener_.get(), POLLIN, 0};
     while (::poll(&watched, 1, 0) > 0)
     {
