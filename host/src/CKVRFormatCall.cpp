@@ -2,11 +2,14 @@
 #include <kvr/CKVRLogProvider.h>
 
 #include <algorithm>
+#include <climits>
+#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <limits>
+#include <map>
+#include <memory>
 #include <utility>
-#include <vector>
 
 namespace KVR
 {
@@ -15,295 +18,187 @@ namespace
 {
 
 /** Wide enough for any table, and a translation that asks for more costs no memory. */
-constexpr int maximalPadding = 65535;
-
-bool isDigit(char character)
-{
-    return character >= '0' && character <= '9';
-}
+constexpr std::size_t maximalPadding = 65535;
 
 bool isOneOf(char character, const char* set)
 {
     return character != '\0' && std::strchr(set, character) != nullptr;
 }
 
-template <typename... Arguments>
-std::string print(const std::string& conversion, Arguments... arguments)
+bool isMember(const std::string& text, std::initializer_list<const char*> members)
 {
-    const int length = std::snprintf(nullptr, 0, conversion.c_str(), arguments...);
-    if (length <= 0)
-    {
-        return {};
-    }
-    std::vector<char> buffer(static_cast<std::size_t>(length) + 1);
-    static_cast<void>(std::snprintf(buffer.data(), buffer.size(), conversion.c_str(), arguments...));
-    return {buffer.data(), static_cast<std::size_t>(length)};
+    return std::find(members.begin(), members.end(), text) != members.end();
 }
 
-} // namespace
+/** A name for what a conversion reads, equal for those that read alike; "" for a refused one. */
+std::string typeOf(const std::string& length, char conversion)
+{
+    if (isOneOf(conversion, "diouxX"))
+    {
+        const bool isInt = isMember(length, {"", "h", "hh"});
+        return isInt ? "int" : isMember(length, {"l", "ll", "j", "z", "t"}) ? length : "";
+    }
+    if (isOneOf(conversion, "eEfFgGaA"))
+    {
+        return isMember(length, {"", "l"}) ? "double" : length == "L" ? "long double" : "";
+    }
+    const bool isPlain = length.empty() && isOneOf(conversion, "csp");
+    return !isPlain ? "" : conversion == 'c' ? "int" : conversion == 's' ? "text" : "pointer";
+}
 
-/** Walks through one format and appends the result. */
-class CKVRFormatCall::Composer
+/**
+ * A printf(3) format in which every conversion is numbered and every argument up to the last one has
+ * one type, so that vsnprintf reads what is there. A refused conversion is plain text in it.
+ */
+class SafeFormat
 {
 public:
-    Composer(const char* format, const Argument* arguments, std::size_t count)
-        : position_(format), arguments_(arguments), count_(count)
-    {
-    }
-
-    std::string Compose()
+    /** @param count number of arguments */
+    SafeFormat(const char* format, std::size_t count)
+        : position_(format), count_(std::min<std::size_t>(count, NL_ARGMAX))
     {
         while (*position_ != '\0')
         {
+            const char* const start = position_;
             if (*position_ != '%')
             {
-                const char* const end = position_ + std::strcspn(position_, "%");
-                text_.append(position_, end);
-                position_ = end;
-                continue;
-            }
-            const char* const start = position_;
-            if (!Convert())
-            {
-                fits_ = false;
+                position_ += std::strcspn(position_, "%");
                 text_.append(start, position_);
             }
+            else if (!convert())
+            {
+                hasRefused_ = true;
+                text_.append("%").append(start, position_);
+            }
         }
-        return std::move(text_);
+        fillGaps();
     }
 
-    /** True when every conversion had an argument of its type. */
-    bool Fits() const { return fits_; }
+    const char* Text() const { return text_.c_str(); }
+    bool HasRefused() const { return hasRefused_; }
 
 private:
-    struct Conversion
-    {
-        std::string flags;
-        int width = 0;
-        int precision = -1;
-        char type = '\0';
-    };
+    using Types = std::map<std::size_t, std::string>;
 
-    /** Handles the conversion at the position and steps behind it; false: it stays as it is. */
-    bool Convert()
+    /** Steps over the conversion at the position and appends it; false when it is refused. */
+    bool convert()
     {
         ++position_;
-        Conversion conversion;
-        bool complete = true;
-        const std::size_t explicitIndex = ReadIndex();
-        while (isOneOf(*position_, "-+ #0'I"))
-        {
-            conversion.flags += *position_++;
-        }
-        complete &= ReadNumber(conversion.width);
-        if (conversion.width < 0)
-        {
-            conversion.flags += '-';
-            conversion.width = -std::max(conversion.width, -std::numeric_limits<int>::max());
-        }
+        Types types = types_;
+        const std::size_t given = readIndex();
+        std::string conversion = readAll("-+ #0'I");
+        bool fits = readNumber(types, conversion);
         if (*position_ == '.')
         {
-            ++position_;
-            conversion.precision = 0;
-            complete &= ReadNumber(conversion.precision);
+            conversion += *position_++;
+            fits &= readNumber(types, conversion);
         }
-        while (isOneOf(*position_, "hlLqjzt"))
-        {
-            ++position_;
-        }
+        const std::string length = readAll("hlLqjzt");
         if (*position_ == '\0')
         {
             return false;
         }
-        conversion.type = *position_++;
-        if (conversion.type == '%')
+        const char type = *position_++;
+        if (type == '%')
         {
-            text_ += '%';
+            text_ += "%%";
             return true;
         }
-        if (!isOneOf(conversion.type, "diouxXcspeEfFgGaA"))
+        const bool takesArgument = isOneOf(type, "diouxXeEfFgGaAcspnSC");
+        const std::size_t index = takesArgument ? claim(types, given, typeOf(length, type)) : 0;
+        if (!fits || index == 0)
         {
             return false;
         }
-        const Argument* const argument = Take(explicitIndex);
-        if (argument == nullptr || !complete)
-        {
-            return false;
-        }
-        Append(conversion, *argument);
+        types_.swap(types);
+        text_ += '%' + std::to_string(index) + '$' + conversion + length + type;
         return true;
     }
 
-    /** The 1-based N of a leading "N$", 0 without one. */
-    std::size_t ReadIndex()
+    std::string readAll(const char* set)
     {
         const char* const start = position_;
-        const int index = ReadDigits();
-        if (position_ != start && *position_ == '$')
-        {
-            ++position_;
-            // "%0$s" names no argument, as an index beyond the last one does
-            return index > 0 ? static_cast<std::size_t>(index) : noArgument;
-        }
-        position_ = start;
-        return 0;
+        position_ += std::strspn(position_, set);
+        return {start, position_};
     }
 
-    /** Reads digits, "*" or "*N$"; false when the argument is missing. */
-    bool ReadNumber(int& number)
+    std::size_t readDigits()
     {
-        if (*position_ != '*')
+        constexpr std::size_t limit = std::numeric_limits<int>::max();
+        std::size_t number = 0;
+        for (const char digit : readAll("0123456789"))
         {
-            number = ReadDigits();
-            return true;
-        }
-        ++position_;
-        const Argument* const argument = Take(ReadIndex());
-        if (argument == nullptr)
-        {
-            return false;
-        }
-        if (argument->kind == Argument::Kind::Signed || argument->kind == Argument::Kind::Unsigned)
-        {
-            constexpr long long limit = std::numeric_limits<int>::max();
-            number = static_cast<int>(std::clamp(argument->integer, -limit, limit));
-        }
-        else
-        {
-            fits_ = false;
-        }
-        return true;
-    }
-
-    int ReadDigits()
-    {
-        constexpr int limit = std::numeric_limits<int>::max();
-        int number = 0;
-        for (; isDigit(*position_); ++position_)
-        {
-            const int digit = *position_ - '0';
-            number = number > (limit - digit) / 10 ? limit : number * 10 + digit;
+            number = std::min(number * 10 + static_cast<std::size_t>(digit - '0'), limit);
         }
         return number;
     }
 
-    const Argument* Take(std::size_t explicitIndex)
+    /** The N of "N$", no argument's one for "0$", and 0 where the next argument is meant. */
+    std::size_t readIndex()
     {
-        const std::size_t index = explicitIndex != 0 ? explicitIndex - 1 : next_++;
-        return index < count_ ? arguments_ + index : nullptr;
+        const char* const start = position_;
+        const std::size_t index = readDigits();
+        if (position_ == start || *position_ != '$')
+        {
+            position_ = start;
+            return 0;
+        }
+        ++position_;
+        return index != 0 ? index : std::numeric_limits<std::size_t>::max();
     }
 
-    void Append(const Conversion& conversion, const Argument& argument)
+    /** Steps over digits, "*", "*N$" or nothing and appends it; false when the argument is missing. */
+    bool readNumber(Types& types, std::string& conversion)
     {
-        switch (argument.kind)
+        if (*position_ != '*')
         {
-        case Argument::Kind::Text:
-            fits_ = fits_ && conversion.type == 's';
-            AppendText(conversion, argument.text != nullptr ? argument.text : "(null)");
-            break;
-        case Argument::Kind::Signed:
-        case Argument::Kind::Unsigned:
-            AppendInteger(conversion, argument);
-            break;
-        case Argument::Kind::Real:
-            AppendReal(conversion, argument.real);
-            break;
-        case Argument::Kind::Pointer:
-            fits_ = fits_ && conversion.type == 'p';
-            AppendText({KeepLeft(conversion), conversion.width, -1, 's'},
-                       print("%p", argument.pointer).c_str());
-            break;
-        case Argument::Kind::None:
-            break;
+            const bool isGiven = isOneOf(*position_, "0123456789");
+            const std::size_t number = std::min(readDigits(), maximalPadding);
+            conversion += isGiven ? std::to_string(number) : "";
+            return true;
         }
+        ++position_;
+        const std::size_t index = claim(types, readIndex(), "int");
+        conversion += '*' + std::to_string(index) + '$';
+        return index != 0;
     }
 
-    void AppendText(const Conversion& conversion, const char* value)
+    /** The index of the argument, which has this type from now on; 0 when it can't. */
+    std::size_t claim(Types& types, std::size_t given, const std::string& type)
     {
-        const std::size_t length = conversion.precision < 0
-                                       ? std::strlen(value)
-                                       : strnlen(value, static_cast<std::size_t>(conversion.precision));
-        const auto width = static_cast<std::size_t>(std::min(conversion.width, maximalPadding));
-        const std::size_t padding = width > length ? width - length : 0;
-        const bool left = !KeepLeft(conversion).empty();
-        text_.append(left ? 0 : padding, ' ');
-        text_.append(value, length);
-        text_.append(left ? padding : 0, ' ');
+        const std::size_t index = given != 0 ? given : ++next_;
+        const bool fits =
+            index <= count_ && !type.empty() && types.emplace(index, type).first->second == type;
+        return fits ? index : 0;
     }
 
-    void AppendInteger(const Conversion& conversion, const Argument& argument)
+    /**
+     * A translation may leave an argument out. The C library must still know its type; an integer or a
+     * pointer is read as a text of which no character is.
+     */
+    void fillGaps()
     {
-        const bool isSigned = argument.kind == Argument::Kind::Signed;
-        const bool negative = isSigned && argument.integer < 0;
-        if (conversion.type == 'c' && argument.integer >= -128 && argument.integer < 256 &&
-            argument.integer != 0)
+        const std::size_t last = types_.empty() ? 0 : types_.rbegin()->first;
+        for (std::size_t index = 1; index < last; ++index)
         {
-            const char character[] = {static_cast<char>(argument.integer), '\0'};
-            AppendText({conversion.flags, conversion.width, -1, 's'}, character);
-        }
-        else if (isOneOf(conversion.type, "ouxX") && !negative)
-        {
-            text_ += print(Pattern(conversion, "ll", conversion.type),
-                           static_cast<unsigned long long>(argument.integer));
-        }
-        else
-        {
-            fits_ = fits_ && isOneOf(conversion.type, "diouxX");
-            // a precision behind %s or %f means something else
-            const bool cut = !isOneOf(conversion.type, "diouxX");
-            const Conversion number = {conversion.flags, conversion.width, cut ? -1 : conversion.precision,
-                                       'd'};
-            text_ += isSigned ? print(Pattern(number, "ll", 'd'), argument.integer)
-                              : print(Pattern(number, "ll", 'u'),
-                                      static_cast<unsigned long long>(argument.integer));
+            text_ += types_.count(index) == 0 ? '%' + std::to_string(index) + "$.0s" : "";
         }
     }
-
-    void AppendReal(const Conversion& conversion, double value)
-    {
-        const bool real = isOneOf(conversion.type, "eEfFgGaA");
-        fits_ = fits_ && real;
-        text_ += print(Pattern({conversion.flags, conversion.width, real ? conversion.precision : -1, 'g'},
-                               "", real ? conversion.type : 'g'),
-                       value);
-    }
-
-    static std::string KeepLeft(const Conversion& conversion)
-    {
-        return conversion.flags.find('-') != std::string::npos ? "-" : "";
-    }
-
-    static std::string Pattern(const Conversion& conversion, const char* length, char type)
-    {
-        std::string pattern = "%";
-        for (const char flag : conversion.flags)
-        {
-            // each one means something to some conversions only
-            const bool fits = flag == '#'    ? !isOneOf(type, "diu")
-                              : flag == '\'' ? !isOneOf(type, "oxX")
-                                             : flag != 'I';
-            pattern += fits ? std::string(1, flag) : "";
-        }
-        if (conversion.width > 0)
-        {
-            pattern += std::to_string(std::min(conversion.width, maximalPadding));
-        }
-        if (conversion.precision >= 0)
-        {
-            pattern += '.' + std::to_string(std::min(conversion.precision, maximalPadding));
-        }
-        return pattern + length + type;
-    }
-
-    static constexpr std::size_t noArgument = std::numeric_limits<std::size_t>::max();
 
     const char* position_;
-    const Argument* arguments_;
-    std::size_t count_;
+    const std::size_t count_;
     std::size_t next_ = 0;
+    Types types_;
     std::string text_;
-    bool fits_ = true;
+    bool hasRefused_ = false;
 };
+
+struct Free
+{
+    void operator()(char* text) const { std::free(text); }
+};
+
+} // namespace
 
 CKVRFormatCall::CKVRFormatCall(const char* file, const char* function, unsigned long line)
     : file_(file), function_(function), line_(line)
@@ -312,11 +207,17 @@ CKVRFormatCall::CKVRFormatCall(const char* file, const char* function, unsigned 
 
 CKVRFormatCall::~CKVRFormatCall() = default;
 
-const char* CKVRFormatCall::Format(const char* format, const Argument* arguments, std::size_t count)
+const char* CKVRFormatCall::operator()(unsigned long count, const char* format, ...)
 {
-    Composer composer(format != nullptr ? format : "", arguments, count);
-    texts_.push_front(composer.Compose());
-    if (!composer.Fits())
+    const SafeFormat safe(format != nullptr ? format : "", count);
+    va_list arguments;
+    va_start(arguments, format);
+    char* text = nullptr;
+    const int length = vasprintf(&text, safe.Text(), arguments);
+    va_end(arguments);
+    const std::unique_ptr<char, Free> owner(length >= 0 ? text : nullptr);
+    texts_.emplace_front(owner ? owner.get() : format);
+    if (safe.HasRefused() || !owner)
     {
         ReportMisfit(format);
     }

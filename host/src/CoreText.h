@@ -6,7 +6,7 @@ namespace KVR
 {
 
 /** Translation of one of the host's texts; its messages are collected by this name. */
-inline const char* coreText(const char* text)
+__attribute__((format_arg(1))) inline const char* coreText(const char* text)
 {
     return dgettext("libkvr-core", text);
 }

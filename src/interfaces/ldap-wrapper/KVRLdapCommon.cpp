@@ -51,7 +51,7 @@ EKVROpenLdapError::EKVROpenLdapError(LDAP* ld, int rc, const std::string& messag
     details_ = diagnosticOf(ld);
     CKVRFormatCall format(__FILE__, "EKVROpenLdapError", __LINE__);
     msg_ = format(4, moduleText("OpenLDAP error%s in %s:%d(%s)"), core.c_str(), ExtractFileName(file.c_str()),
-                  line, function.c_str());
+                  static_cast<int>(line), function.c_str());
     EKVRError::makewhat();
 }
 

@@ -34,7 +34,7 @@ void requireSingleEntry(IKVRLdapQuery& query, const char* file, const char* func
     {
         CKVRFormatCall format(file, function, line);
         throw EKVRInternalError(format(4, hostText("Unexpected error %d in %s:%u - %s()"), error,
-                                       ExtractFileName(file), line, function),
+                                       ExtractFileName(file), static_cast<unsigned>(line), function),
                                 "", file, function, line);
     }
 }
