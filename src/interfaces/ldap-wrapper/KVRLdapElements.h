@@ -23,7 +23,7 @@ public:
     {
         constexpr unsigned severalBytes = 0x1f;
         constexpr unsigned lengthFollows = 0x80;
-        constexpr std::size_t longest = 4;
+        constexpr std::size_t longest = sizeof(std::size_t); // as for liblber
         if (end_ - at_ < 2 || (byte(at_[0]) & severalBytes) == severalBytes)
         {
             return false;

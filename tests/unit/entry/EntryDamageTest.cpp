@@ -5,6 +5,7 @@
 #include "EntryBytes.h"
 #include "EntryGenerator.h"
 #include "EntryReadings.h"
+#include "KVRLdapElements.h"
 
 #include <gtest/gtest.h>
 #include <ldap.h>
@@ -142,6 +143,80 @@ TEST(EntryDamage, LengthsMayBeAsLongAsTheyCanBe)
                 ASSERT_EQ("",
                           judgeDamaged(followedBySound(whole.substr(0, at) + length + whole.substr(at + 1))));
             }
+        }
+    }
+}
+
+/** A sound entry but for one of its elements, whose length takes so many bytes, with this one in front. */
+std::string entryWithLongLength(int place, char first, std::size_t octets)
+{
+    int number = 0;
+    const auto part = [&](unsigned char tag, const std::string& content)
+    {
+        std::string bytes = element(tag, content);
+        if (number++ == place)
+        {
+            std::string before(octets, '\0');
+            before[0] = static_cast<char>(0x80 | octets);
+            before[1] = first;
+            bytes.insert(1, before);
+        }
+        return bytes;
+    };
+    std::string list;
+    for (const char* const name : {"cn", "sn", "o"})
+    {
+        std::string values = part(0x04, "a");
+        values += part(0x04, "bc");
+        std::string attribute = part(0x04, name);
+        attribute += part(0x31, values);
+        list += part(0x30, attribute);
+    }
+    const std::string dn = part(0x04, "cn=a");
+    return dn + part(0x30, list);
+}
+
+TEST(EntryDamage, ALengthOfMoreBytesThanANumberHasIsNone)
+{
+    for (std::size_t octets = sizeof(std::size_t) + 1; octets < 127; ++octets)
+    {
+        const std::string bytes =
+            std::string{0x04, static_cast<char>(0x80 | octets), 1} + std::string(octets - 2, '\0') + "\x01a";
+        std::size_t length = 0;
+        EXPECT_FALSE(CKVRElements(bytes.data(), bytes.data() + bytes.size()).TakeHead(length)) << octets;
+    }
+}
+
+constexpr int elementsWithLength = 3 * 5 + 2;
+
+TEST(EntryDamage, ALengthThatNoNumberHasRoomForIsSeenAtTheEndOfTheWalk)
+{
+    for (int place = 0; place < elementsWithLength; ++place)
+    {
+        for (std::size_t octets = 5; octets < 127; ++octets)
+        {
+            SCOPED_TRACE(std::to_string(octets) + " bytes for the length of element " +
+                         std::to_string(place));
+            const EntryAnswer answer = followedBySound(entryWithLongLength(place, 1, octets));
+            ASSERT_EQ("", judgeDamaged(answer));
+            const Reading reading = readAnswer(answer, Road::AsItIs);
+            EXPECT_FALSE(reading.quiet);
+            EXPECT_EQ(reading.keptCode, LDAP_DECODING_ERROR);
+        }
+    }
+}
+
+TEST(EntryDamage, ZerosInFrontOfALengthAreNoDamageAsFarAsANumberHasRoomForThem)
+{
+    for (int place = 0; place < elementsWithLength; ++place)
+    {
+        for (const std::size_t octets : {5, 8, 9, 126})
+        {
+            SCOPED_TRACE(std::to_string(octets) + " bytes for the length of element " +
+                         std::to_string(place));
+            const EntryAnswer answer = followedBySound(entryWithLongLength(place, 0, octets));
+            ASSERT_EQ("", judgeDamaged(answer));
+            EXPECT_EQ(readAnswer(answer, Road::AsItIs).quiet, octets <= sizeof(std::size_t));
         }
     }
 }

@@ -198,7 +198,7 @@ bool takeElement(std::string& bytes, std::string& content)
     if (length >= 0x80)
     {
         begin += length - 0x80;
-        if (length == 0x80 || begin > 6 || begin > bytes.size())
+        if (length == 0x80 || begin > 2 + sizeof(length) || begin > bytes.size())
         {
             return false;
         }
