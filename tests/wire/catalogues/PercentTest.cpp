@@ -1,17 +1,23 @@
-// Contexts without arguments are no formats: a translation with percent signs comes through as it is.
+// Translations with percent signs. Contexts without arguments are no formats: theirs come through as they
+// are. Others are formats, and what does not fit is logged with the place of the call.
 
 #include "SearchTest.h"
 
+#include <kvr/KVRModuleInfo.h>
+
 #include <libintl.h>
 
-#include <cstring>
+#include <functional>
+#include <map>
 
 namespace
 {
 
 constexpr char translation[] = "zu 100%% %s %n";
 
-}
+std::map<std::string, std::string> translations; // NOLINT(cert-err58-cpp)
+
+} // namespace
 
 extern "C"
 {
@@ -21,16 +27,12 @@ extern "C"
 
     char* __wrap_dgettext(const char* domain, const char* text)
     {
-        for (const char* const context : {"on initialization", "on bind", "on GGSAPI bind", "on fetching"})
-        {
-            if (std::strcmp(text, context) == 0)
-            {
-                return const_cast<char*>(translation);
-            }
-        }
-        return __real_dgettext(domain, text);
+        const auto found = translations.find(text);
+        return found != translations.end() ? found->second.data() : __real_dgettext(domain, text);
     }
     // NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+
+    KVR::KVRModuleInfo* get_module_info(const KVR::KVRModuleInfo* host);
 }
 
 namespace KVR
@@ -39,7 +41,19 @@ namespace KVR
 namespace
 {
 
-using PercentTest = SearchTest;
+class PercentTest : public SearchTest
+{
+protected:
+    PercentTest()
+    {
+        for (const char* const context : {"on initialization", "on bind", "on GGSAPI bind", "on fetching"})
+        {
+            translations[context] = translation;
+        }
+    }
+
+    ~PercentTest() override { translations.clear(); }
+};
 
 Caught translated(const std::string& reason, const std::string& place)
 {
@@ -65,6 +79,49 @@ TEST_F(PercentTest, OfTheEndOfAWalkComesThrough)
     library.setResultCode(LDAP_BUSY);
     EntityPointer entity;
     EXPECT_EQ(translated("Server is busy", fetchPlace), caught([&] { query->Fetch(entity); }));
+}
+
+TEST_F(PercentTest, ThatAsksForMoreThanThereIsIsLoggedWithThePlaceOfTheCall)
+{
+    struct
+    {
+        std::string text;
+        std::string place;
+        std::function<void()> call;
+    } const formatted[] = {
+        {"Invalid host type %d.", "ldap-wrapper.cpp:LINE(get_module_info)",
+         []
+         {
+             const KVRModuleInfo other{0, "", "", 2, nullptr};
+             get_module_info(&other);
+         }},
+        {"OpenLDAP error%s in %s:%d(%s)", "KVRLdapCommon.cpp:LINE(EKVROpenLdapError)",
+         []
+         { const EKVROpenLdapError error(nullptr, LDAP_BUSY, "on bind", "dir/Caller.cpp", "Caller", 700); }},
+        {"LDAP disconnection error: %d.", "KVRLdapConnection.cpp:LINE(Disconnect)",
+         [&]
+         {
+             library.unbindCode = 81;
+             connection.Disconnect();
+         }},
+    };
+    log.setLevel(kvrLOG_INFO);
+    for (const auto& [text, place, call] : formatted)
+    {
+        translations[text] = text + " %s";
+        log.clear();
+        testing::internal::CaptureStderr();
+        call();
+        testing::internal::GetCapturedStderr();
+        std::vector<std::string> logged;
+        for (const auto& [level, message] : log.messages())
+        {
+            EXPECT_THAT(message, ::testing::Not(::testing::HasSubstr(":700(")));
+            logged.push_back(Support::withoutLines(message));
+        }
+        EXPECT_THAT(logged, ::testing::Contains(
+                                ::testing::StartsWith("src/interfaces/ldap-wrapper/" + place + ": ")));
+    }
 }
 
 } // namespace
