@@ -213,6 +213,18 @@ TEST_F(ModuleStart, HandsOutConnectionsThatUseTheHostsUris)
     EXPECT_EQ(caught([&] { first->Connect("URL", KVRAuthAnonymous); }), refusal);
 }
 
+TEST_F(ModuleStart, IsNotForgottenByAStopThatTheHostRefuses)
+{
+    module_init(host);
+    throwOnceFrom(host, "UnregisterInterface");
+    EXPECT_EQ(caught([&] { module_done(host); }).message, "refused by the host");
+    EXPECT_TRUE(module_init(host));
+    EXPECT_EQ(host.count("RegisterInterface"), 1U) << "the interface is still the host's";
+    module_done(host);
+    EXPECT_TRUE(module_init(host));
+    EXPECT_EQ(host.count("RegisterInterface"), 2U);
+}
+
 TEST(ModuleStop, WithdrawsTheInterfaceByItsNameAlsoWhenItNeverStarted)
 {
     RecordingHost host;
