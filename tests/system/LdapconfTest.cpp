@@ -238,6 +238,23 @@ TEST_F(LdapConfTest, TheHostIsAskedForThePatternUntilTheFirstMatchAndNotForComme
     EXPECT_EQ(host.calls, expected);
 }
 
+TEST_F(LdapConfTest, TheHostsServerIsTheOneItNamedBeforeTheFileWasRead)
+{
+    write("BASE x\n");
+    Support::RecordingHost host;
+    host.serverHost = "former.example.com";
+    host.onCall = [&](const std::string& call)
+    {
+        if (call == "MatchRegex ^URI BASE x null 0")
+        {
+            host.serverHost = "later.example.com";
+        }
+    };
+    const CKVRModule module(host, KVR_MODULE_FILE);
+    ASSERT_EQ(host.serverHost, "later.example.com");
+    EXPECT_EQ(host.parameters["KVR_PRM_LDAP_URIS"], "ldap://former.example.com");
+}
+
 TEST_F(LdapConfTest, TheFileIsReadAnewByEachCall)
 {
     write("URI ldap://a\n");
