@@ -4,24 +4,102 @@
 
 #include <kvr/KVRUtils.h>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
+#include <iconv.h>
+#include <langinfo.h>
+
+#include <algorithm>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
 
 namespace KVR::Support
 {
 namespace
 {
 
+/** What the C library is asked for, and the name that it has for the locale's character set. */
+struct Iconv
+{
+    std::vector<std::string> opened; /**< "to < from" */
+    std::vector<iconv_t> open;
+    int closedOthers = 0; /**< handles that were not open */
+    std::optional<std::string> localeCodeset;
+};
+
+Iconv library; // NOLINT(cert-err58-cpp)
+
+} // namespace
+} // namespace KVR::Support
+
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the linker's option --wrap names
+// them
+extern "C"
+{
+    iconv_t __real_iconv_open(const char* to, const char* from);
+    int __real_iconv_close(iconv_t handle);
+    char* __real_nl_langinfo(nl_item item);
+
+    iconv_t __wrap_iconv_open(const char* to, const char* from)
+    {
+        auto* const handle = __real_iconv_open(to, from);
+        KVR::Support::library.opened.push_back(std::string(to) + " < " + from);
+        if (handle != KVR::closedConversion())
+        {
+            KVR::Support::library.open.push_back(handle);
+        }
+        return handle;
+    }
+
+    int __wrap_iconv_close(iconv_t handle)
+    {
+        auto& open = KVR::Support::library.open;
+        const auto found = std::find(open.begin(), open.end(), handle);
+        if (found == open.end())
+        {
+            ++KVR::Support::library.closedOthers;
+            return -1;
+        }
+        open.erase(found);
+        return __real_iconv_close(handle);
+    }
+
+    char* __wrap_nl_langinfo(nl_item item)
+    {
+        auto& codeset = KVR::Support::library.localeCodeset;
+        return item == CODESET && codeset ? codeset->data() : __real_nl_langinfo(item);
+    }
+}
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+
+namespace KVR::Support
+{
+namespace
+{
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
 /** In the "C" locale of this program the host's default character set decides. */
 class TextConversion : public testing::Test
 {
 protected:
-    ~TextConversion() override { SetDefaultCodeset("UTF-8"); }
+    TextConversion() { library = Iconv(); }
+    ~TextConversion() override
+    {
+        SetDefaultCodeset("UTF-8");
+        library.localeCodeset.reset();
+    }
 
     /** Lets the connection determine its character set; the URI then stops it before it sends. */
-    void useCodeset(const std::string& codeset)
+    void useCodeset(const std::string& codeset) { useCodeset(codeset, connection); }
+
+    static void useCodeset(const std::string& codeset, CKVRLdapConnection& user)
     {
         SetDefaultCodeset(codeset);
-        EXPECT_THROW(connection.Connect("no URL", KVRAuthAnonymous), EKVRError);
+        EXPECT_THROW(user.Connect("no URL", KVRAuthAnonymous), EKVRError);
     }
 
     RecordingHost host;
@@ -67,6 +145,23 @@ TEST_F(TextConversion, OfTheCLocaleUsesTheHostsDefaultCharacterSet)
     useCodeset("ISO-8859-1");
     EXPECT_EQ(connection.LocalToUtf8("J\xfcrgen"), "J\xc3\xbcrgen");
     EXPECT_EQ(connection.Utf8ToLocal("J\xc3\xbcrgen"), "J\xfcrgen");
+}
+
+TEST_F(TextConversion, OfALocaleWithASimilarCharacterSetUsesThat)
+{
+    for (const char* name : {"ansi_x3.4-1968", "ANSI_X3.4-1968//", "ANSI_X3.4-1986", "ANSI_X3.4", "US-ASCII",
+                             "646", "x ANSI_X3.4-1968"})
+    {
+        library = Iconv();
+        library.localeCodeset = name;
+        CKVRLdapConnection other(host);
+        useCodeset("ISO-8859-1", other);
+        caught([&] { other.LocalToUtf8("a"); });
+        EXPECT_THAT(library.opened, ElementsAre(std::string("UTF-8 < ") + name));
+    }
+    library.localeCodeset = "ANSI_X3.4-1968";
+    useCodeset("ISO-8859-1");
+    EXPECT_EQ(connection.LocalToUtf8("\xfc"), "\xc3\xbc");
 }
 
 TEST_F(TextConversion, CutsTheResultAtAZeroByte)
@@ -150,6 +245,41 @@ TEST_F(TextConversion, StaysOpenWhenALaterConnectFindsAnotherCharacterSet)
     useCodeset("ISO-8859-5");
     EXPECT_EQ(connection.Utf8ToLocal("\xd0\x96"), "\xf6");
     EXPECT_EQ(connection.LocalToUtf8("\xb6"), "\xd0\x96") << "the other direction was not open yet";
+}
+
+TEST_F(TextConversion, IsClosedWithTheConnectionOnceForEachOneOpened)
+{
+    using Use = std::function<void(CKVRLdapConnection&)>;
+    const Use toUtf8 = [](CKVRLdapConnection& user) { user.LocalToUtf8("a"); };
+    const Use toLocal = [](CKVRLdapConnection& user) { user.Utf8ToLocal("a"); };
+    const Use failing = [](CKVRLdapConnection& user) { user.Utf8ToLocal("\xff"); };
+    const Use neverOpened = [](CKVRLdapConnection& user) { (void)user.InternalIconv(true, "a"); };
+    const Use unknown = [](CKVRLdapConnection& user) { useCodeset("no-such-set", user); };
+    const std::pair<std::vector<Use>, std::size_t> histories[] = {
+        {{}, 0},
+        {{toUtf8}, 1},
+        {{toLocal}, 1},
+        {{toUtf8, toLocal, toLocal, toUtf8}, 2},
+        {{failing, failing, toLocal}, 1},
+        {{toUtf8, failing}, 2},
+        {{neverOpened, toLocal, neverOpened}, 1},
+        {{unknown, toUtf8, toLocal}, 0},
+        {{toUtf8, unknown, toUtf8, toLocal}, 1},
+    };
+    for (const auto& [uses, open] : histories)
+    {
+        {
+            CKVRLdapConnection user(host);
+            useCodeset("ISO-8859-1", user);
+            for (const Use& use : uses)
+            {
+                caught([&] { use(user); });
+            }
+            EXPECT_THAT(library.open, SizeIs(open));
+        }
+        EXPECT_THAT(library.open, IsEmpty());
+        EXPECT_EQ(library.closedOthers, 0);
+    }
 }
 
 TEST_F(TextConversion, StopsWhenALaterConnectFindsUtf8)
