@@ -407,6 +407,20 @@ TEST_F(QueryStateTest, WithoutASessionTheCursorIsNotConnected)
     EXPECT_EQ(nullptr, entity);
 }
 
+TEST_F(QueryStateTest, AQueryFromBeforeAReconnectIsReadOnAndTheNewSessionsCodeEndsIt)
+{
+    const QueryPointer query = searchFor(threeEntries().result(4));
+    ASSERT_TRUE(query->Fetch(entity));
+    connection.Disconnect();
+    connect(connection);
+    EXPECT_THAT(walk(*query), ElementsAre("cn=b,dc=x", "cn=c,dc=x"));
+    EXPECT_THAT(log.messages(), IsEmpty()) << "the size limit was the former session's";
+    query->First();
+    EXPECT_EQ(3, query->Count());
+    EXPECT_THAT(walk(*query), ElementsAre("cn=a,dc=x", "cn=b,dc=x", "cn=c,dc=x"));
+    EXPECT_THAT(responder.requests(), IsEmpty());
+}
+
 TEST_F(QueryStateTest, ACodeThatAsksForAReconnectIsToldAsNotConnected)
 {
     const QueryPointer query = searchFor(threeEntries());

@@ -258,6 +258,73 @@ TEST_F(OverriddenFetchTest, TheEntityIsEmptiedThroughItsOwnClearOncePerEntry)
     EXPECT_EQ(3, counting->cleared);
 }
 
+/** An entity of a host, which has nothing in common with the module's. */
+class ForeignEntity : public IKVRLdapEntity
+{
+public:
+    std::string ValByAttr(const std::string& /*name*/, bool /*quiet*/) override { return ""; }
+    unsigned long ValsByAttr(const std::string& /*name*/, std::list<std::string>& /*values*/,
+                             bool /*quiet*/) override
+    {
+        return 0;
+    }
+    void Clear() override
+    {
+        dn.clear();
+        attributes = {{"kept", "by the host"}};
+    }
+    bool IsValid() override { return false; }
+    void Create() override {}
+    void Delete() override {}
+    void Update(std::multimap<std::string, std::string>& /*changes*/, bool /*localOnly*/) override {}
+    void Rename(const std::string& /*newRdn*/) override {}
+    std::string creator() override { return ""; }
+    std::string modifier() override { return ""; }
+    std::string created() override { return ""; }
+    std::string modified() override { return ""; }
+};
+
+TEST_F(OverriddenFetchTest, AnEntityOfTheHostsOwnClassIsFilledInBothWaysOfReading)
+{
+    connect(connection);
+    for (const bool byName : {false, true})
+    {
+        library.refuseInPlace = byName;
+        responder.onSearch(threeEntries());
+        const QueryPointer query = searchWith(connection);
+        const auto foreign = std::make_shared<ForeignEntity>();
+        EntityPointer entity = foreign;
+        ASSERT_TRUE(query->Fetch(entity));
+        ASSERT_TRUE(query->Fetch(entity));
+        EXPECT_EQ(foreign, entity);
+        EXPECT_EQ("cn=b,dc=x", foreign->dn);
+        EXPECT_EQ((Values{{"cn", "<b>"}, {"kept", "by the host"}}), valuesOf(*foreign));
+        foreign->dn = "cn=changed";
+        dynamic_cast<CKVRLdapQuery&>(*query).FetchAttributes(entity);
+        EXPECT_EQ("cn=b,dc=x", foreign->dn);
+    }
+}
+
+/** A connection that hands out entities of its own class. */
+class AllocatingConnection : public CKVRLdapConnection
+{
+public:
+    using CKVRLdapConnection::CKVRLdapConnection;
+
+    EntityPointer AllocEntity() override { return std::make_shared<ClearedEntity>(*this); }
+};
+
+TEST_F(OverriddenFetchTest, AnEmptyPointerGetsTheModulesEntityAndNotAnAllocatedOne)
+{
+    AllocatingConnection allocating(host);
+    connect(allocating);
+    responder.onSearch(threeEntries());
+    EntityPointer entity;
+    ASSERT_TRUE(searchWith(allocating)->Fetch(entity));
+    const IKVRLdapEntity& made = *entity;
+    EXPECT_EQ(typeid(CKVRLdapEntity), typeid(made));
+}
+
 /** A connection whose conversion does something else as well. */
 class BusyConnection : public CKVRLdapConnection
 {
