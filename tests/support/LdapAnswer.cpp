@@ -83,6 +83,15 @@ std::string encodeReference(int id, const Attributes& urls)
     return encoder.put("}}").bytes();
 }
 
+std::string encodeIntermediate(int id, const std::string& name, const std::string& value)
+{
+    Encoder encoder;
+    encoder.put("{it{", id, static_cast<ber_tag_t>(LDAP_RES_INTERMEDIATE));
+    encoder.put("t", static_cast<ber_tag_t>(LDAP_TAG_IM_RES_OID)).text(name);
+    encoder.put("t", static_cast<ber_tag_t>(LDAP_TAG_IM_RES_VALUE)).text(value);
+    return encoder.put("}}").bytes();
+}
+
 ber_tag_t resultTag(Operation operation)
 {
     switch (operation)
@@ -184,6 +193,11 @@ Answer& Answer::reference(const std::vector<std::string>& urls)
     return add({Kind::Reference, "", namesOf(urls), 0, ""});
 }
 
+Answer& Answer::intermediate(const std::string& name, const std::string& value)
+{
+    return add({Kind::Intermediate, name, {}, 0, value});
+}
+
 Answer& Answer::referral(const std::vector<std::string>& urls)
 {
     return add({Kind::Referral, "", namesOf(urls), 0, ""});
@@ -269,6 +283,9 @@ void Answer::encodeSteps(const LdapRequest& request, Encoded& encoded) const
             break;
         case Kind::Reference:
             encoded.bytes += encodeReference(id, step.attributes);
+            break;
+        case Kind::Intermediate:
+            encoded.bytes += encodeIntermediate(id, step.dn, step.diagnostic);
             break;
         case Kind::CutEntry:
         {

@@ -32,6 +32,9 @@ public:
     /** A search reference. */
     Answer& reference(const std::vector<std::string>& urls);
 
+    /** An intermediate response (RFC 4511, section 4.13). */
+    Answer& intermediate(const std::string& name, const std::string& value = "");
+
     /** The result; a negative code is sent as it is. */
     Answer& result(int code, const std::string& diagnostic = "", const std::string& matchedDn = "");
 
@@ -75,6 +78,7 @@ private:
         DamagedEntry,
         CutEntry,
         Reference,
+        Intermediate,
         Result,
         Referral,
         Notice,

@@ -170,6 +170,26 @@ TEST_F(SearchResultTest, ABadFilterIsToldAndSendsNothing)
     EXPECT_THAT(responder.requests(), IsEmpty());
 }
 
+TEST_F(SearchResultTest, IntermediateResponsesAreNoPartOfIt)
+{
+    const std::string name = "1.3.6.1.4.1.4203.1.9.1.4";
+    const QueryPointer query = searchFor(Answer()
+                                             .intermediate(name, "before")
+                                             .entry("cn=a,dc=x", {{"cn", {"a"}}})
+                                             .intermediate(name)
+                                             .entry("cn=b,dc=x", {{"cn", {"b"}}})
+                                             .intermediate("")
+                                             .result(4));
+    ASSERT_NE(nullptr, query);
+    EXPECT_EQ(2, query->Count());
+    EXPECT_THAT(walk(*query), ElementsAre("cn=a,dc=x", "cn=b,dc=x"));
+    EXPECT_THAT(log.messages(), ElementsAre(::testing::Pair(1, sizeLimitWarning)));
+    EXPECT_THAT(walk(*searchFor(Answer().intermediate(name, "alone"))), IsEmpty());
+    EXPECT_EQ(nullptr, searchFor(Answer().intermediate(name).result(32)));
+    EXPECT_EQ(searchError("Server is busy"),
+              caught([&] { searchFor(Answer().intermediate(name).result(51)); }));
+}
+
 TEST_F(SearchResultTest, AConnectionThatIsDroppedInMidResultIsAFailure)
 {
     EXPECT_EQ(searchError("Can't contact LDAP server"), caught([&] { searchFor(threeEntries().drop()); }));
