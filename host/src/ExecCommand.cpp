@@ -3,12 +3,19 @@
 #include <kvr/KVRUtils.h>
 
 #include <fcntl.h>
+#include <poll.h>
+#include <sched.h>
 #include <signal.h>
-#include <spawn.h>
+#include <sys/mman.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
+#include <atomic>
 #include <cerrno>
+#include <climits>
+#include <new>
 #include <optional>
 
 namespace KVR
@@ -18,153 +25,220 @@ namespace
 {
 
 constexpr int notRun = 127;
+constexpr int unknown = -1;
 
-/** Descriptor of the pipe in the outer shell; shells redirect single digits only. */
-constexpr int reportDescriptor = 3;
+using Stack = std::array<char, 0x10000>;
 
 /**
+ * One run of a command, in memory that the caller and the waiter share.
+ *
  * A host may ignore SIGCHLD, or have a handler that waits for every child: then the kernel or the
  * handler takes the exit status away, and changing the handler for a while would disturb the
- * host's other threads. So an outer shell, whose signal handling is our own, waits for the
- * command's shell and reports the status through a pipe.
+ * host's other threads. So the command is the child of another process, the waiter. That one is a
+ * copy of the host without its other threads, so it may only call what a signal handler may, and
+ * it has all signals blocked: neither a signal to the process group nor the host's handlers can
+ * end its wait.
  */
-constexpr const char* outerScript = "/bin/sh -c -- \"$1\" 3>&-; echo $? >&3";
-
-class SpawnActions
+struct Run
 {
-public:
-    SpawnActions() : valid_(posix_spawn_file_actions_init(&actions_) == 0) {}
-    ~SpawnActions()
-    {
-        if (valid_)
-        {
-            posix_spawn_file_actions_destroy(&actions_);
-        }
-    }
+    Run(char* const* shellArguments, bool isQuiet) : arguments(shellArguments), quiet(isQuiet) {}
 
-    SpawnActions(const SpawnActions&) = delete;
-    SpawnActions& operator=(const SpawnActions&) = delete;
-
-    bool Fill(int reportTo, bool quiet)
-    {
-        valid_ = valid_ && posix_spawn_file_actions_adddup2(&actions_, reportTo, reportDescriptor) == 0;
-        for (const int output : {STDOUT_FILENO, STDERR_FILENO})
-        {
-            valid_ = valid_ && (!quiet || posix_spawn_file_actions_addopen(&actions_, output, "/dev/null",
-                                                                           O_WRONLY, 0) == 0);
-        }
-        return valid_;
-    }
-
-    const posix_spawn_file_actions_t* Get() const { return &actions_; }
-
-private:
-    posix_spawn_file_actions_t actions_ = {};
-    bool valid_;
+    char* const* arguments;
+    bool quiet;
+    sigset_t mask = {}; /**< of the command */
+    pid_t command = 0;  /**< 0 until the kernel makes its process */
+    std::atomic<int> result{unknown};
+    alignas(16) Stack waiterStack;
+    alignas(16) Stack commandStack;
 };
 
-class SpawnAttributes
+/** Owns the memory of a run. */
+class SharedRun
 {
 public:
-    SpawnAttributes() : valid_(posix_spawnattr_init(&attributes_) == 0) {}
-    ~SpawnAttributes()
+    SharedRun(char* const* arguments, bool quiet)
+        : memory_(mmap(nullptr, sizeof(Run), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0)),
+          run_(memory_ != MAP_FAILED ? new (memory_) Run(arguments, quiet) : nullptr)
     {
-        if (valid_)
+    }
+    ~SharedRun()
+    {
+        if (run_ != nullptr)
         {
-            posix_spawnattr_destroy(&attributes_);
+            munmap(memory_, sizeof(Run));
         }
     }
 
-    SpawnAttributes(const SpawnAttributes&) = delete;
-    SpawnAttributes& operator=(const SpawnAttributes&) = delete;
+    SharedRun(const SharedRun&) = delete;
+    SharedRun& operator=(const SharedRun&) = delete;
 
-    /** SIGCHLD gets its default meaning and is let through; all other signals stay as they are. */
-    bool Fill()
-    {
-        sigset_t child;
-        sigset_t mask;
-        sigemptyset(&child);
-        sigaddset(&child, SIGCHLD);
-        valid_ = valid_ && pthread_sigmask(SIG_BLOCK, nullptr, &mask) == 0 &&
-                 sigdelset(&mask, SIGCHLD) == 0 && posix_spawnattr_setsigdefault(&attributes_, &child) == 0 &&
-                 posix_spawnattr_setsigmask(&attributes_, &mask) == 0 &&
-                 posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK) == 0;
-        return valid_;
-    }
-
-    const posix_spawnattr_t* Get() const { return &attributes_; }
+    explicit operator bool() const { return run_ != nullptr; }
+    Run& operator*() const { return *run_; }
 
 private:
-    posix_spawnattr_t attributes_ = {};
-    bool valid_;
+    void* memory_;
+    Run* run_;
 };
 
-/** The number that the outer shell reports, or none when it ended before. */
-std::optional<int> readReport(int descriptor)
+/** Blocks all signals for the calling thread. */
+class BlockedSignals
 {
-    int status = 0;
-    for (;;)
+public:
+    BlockedSignals()
     {
-        char character = '\0';
-        const ssize_t length = read(descriptor, &character, 1);
-        if (length < 0 && errno == EINTR)
+        sigset_t all;
+        sigfillset(&all);
+        pthread_sigmask(SIG_SETMASK, &all, &former_);
+    }
+    ~BlockedSignals() { pthread_sigmask(SIG_SETMASK, &former_, nullptr); }
+
+    BlockedSignals(const BlockedSignals&) = delete;
+    BlockedSignals& operator=(const BlockedSignals&) = delete;
+
+    const sigset_t& Former() const { return former_; }
+
+private:
+    sigset_t former_ = {};
+};
+
+bool discardOutput()
+{
+    for (const int output : {STDOUT_FILENO, STDERR_FILENO})
+    {
+        const int discarding = open("/dev/null", O_WRONLY);
+        if (discarding < 0)
         {
-            continue;
+            return false;
         }
-        if (length <= 0)
+        if (discarding != output)
         {
-            return std::nullopt;
+            dup2(discarding, output);
+            close(discarding);
         }
-        if (character < '0' || character > '9')
+    }
+    return true;
+}
+
+void resetSignal(int number)
+{
+    struct sigaction action = {};
+    action.sa_handler = SIG_DFL;
+    sigaction(number, &action, nullptr);
+}
+
+/** The host's handlers must not run in the command's process. */
+void dropHandlers()
+{
+    for (int number = 1; number < NSIG; ++number)
+    {
+        struct sigaction action = {};
+        if (sigaction(number, nullptr, &action) == 0 && action.sa_handler != SIG_IGN)
         {
-            return status;
+            resetSignal(number);
         }
-        status = status * 10 + (character - '0');
     }
 }
 
-/** Status of the outer shell itself, which says something only when that was killed. */
-int waitForShell(pid_t shell)
+/** The command's process; what it returns is its exit status. */
+int runCommand(void* data)
+{
+    const Run& run = *static_cast<const Run*>(data);
+    dropHandlers();
+    if ((!run.quiet || discardOutput()) && sigprocmask(SIG_SETMASK, &run.mask, nullptr) == 0)
+    {
+        execve("/bin/sh", run.arguments, environ);
+    }
+    return notRun;
+}
+
+/** The wait status of a child, or none when somebody else has taken it. */
+std::optional<int> waitForChild(pid_t child, int options)
 {
     int status = 0;
     pid_t ended = -1;
     do
     {
-        ended = waitpid(shell, &status, 0);
+        ended = waitpid(child, &status, options);
     } while (ended < 0 && errno == EINTR);
-    return ended == shell && WIFSIGNALED(status) ? 128 + WTERMSIG(status) : notRun;
+    return ended == child ? std::optional<int>(status) : std::nullopt;
+}
+
+int resultOf(int status)
+{
+    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+/** The waiter's process. */
+int waitForCommand(void* data)
+{
+    constexpr int asVfork = CLONE_VM | CLONE_VFORK | CLONE_PARENT_SETTID | SIGCHLD;
+    Run& run = *static_cast<Run*>(data);
+    resetSignal(SIGCHLD);
+    const pid_t command =
+        clone(runCommand, run.commandStack.data() + run.commandStack.size(), asVfork, &run, &run.command);
+    // whatever the host closes meanwhile is closed
+    close_range(0, UINT_MAX, 0);
+    const std::optional<int> status = command > 0 ? waitForChild(command, 0) : std::nullopt;
+    run.result = status ? resultOf(*status) : notRun;
+    return 0;
+}
+
+/**
+ * A process that ends without a signal: the host's handler is not called, ignoring SIGCHLD does
+ * not matter, and a wait(2) of the host for any child does not meet it. Handlers of
+ * pthread_atfork(3) don't run, as with posix_spawn(3).
+ */
+pid_t startWaiter(Run& run)
+{
+    constexpr int withoutSignal = 0;
+    const BlockedSignals blocked;
+    run.mask = blocked.Former();
+    sigdelset(&run.mask, SIGCHLD);
+    return clone(waitForCommand, run.waiterStack.data() + run.waiterStack.size(), withoutSignal, &run);
+}
+
+/** Waits for the end of a process that is no child. */
+void waitForStranger(pid_t process)
+{
+    const Descriptor handle(static_cast<int>(syscall(SYS_pidfd_open, process, 0)));
+    pollfd ended = {handle.Number(), POLLIN, 0};
+    while (handle && poll(&ended, 1, -1) < 0 && errno == EINTR)
+    {
+    }
 }
 
 } // namespace
 
 int ExecCommand(const std::string command, bool quiet)
 {
-    int ends[2] = {-1, -1};
-    if (command.find('\0') != std::string::npos || pipe2(ends, O_CLOEXEC) != 0)
+    if (command.find('\0') != std::string::npos)
     {
         return notRun;
     }
-    const Descriptor readEnd(ends[0]);
-    Descriptor writeEnd(ends[1]);
-    SpawnActions actions;
-    SpawnAttributes attributes;
-    if (!actions.Fill(writeEnd.Number(), quiet) || !attributes.Fill())
+    std::array<std::string, 4> texts = {"sh", "-c", "--", command};
+    char* const arguments[] = {texts[0].data(), texts[1].data(), texts[2].data(), texts[3].data(), nullptr};
+    const SharedRun shared(arguments, quiet);
+    if (!shared)
     {
         return notRun;
     }
-
-    std::string arguments[] = {"sh", "-c", outerScript, "sh", command};
-    char* const argumentList[] = {arguments[0].data(), arguments[1].data(), arguments[2].data(),
-                                  arguments[3].data(), arguments[4].data(), nullptr};
-    pid_t shell = -1;
-    if (posix_spawn(&shell, "/bin/sh", actions.Get(), attributes.Get(), argumentList, environ) != 0)
+    Run& run = *shared;
+    const pid_t waiter = startWaiter(run);
+    if (waiter < 0)
     {
         return notRun;
     }
-    writeEnd.Close();
-    const std::optional<int> report = readReport(readEnd.Number());
-    const int shellStatus = waitForShell(shell);
-    return report.value_or(shellStatus);
+    const std::optional<int> waiterStatus = waitForChild(waiter, __WALL);
+    if (run.result != unknown)
+    {
+        return run.result;
+    }
+    // The waiter was killed; nobody knows the status of the command, which may still run.
+    if (run.command != 0)
+    {
+        waitForStranger(run.command);
+    }
+    return waiterStatus ? resultOf(*waiterStatus) : notRun;
 }
 
 } // namespace KVR

@@ -25,9 +25,17 @@ KVR_API void StrTolist(const std::string text, std::list<std::string>& pieces, c
 KVR_API std::string DomainToDn(const std::string domain);
 
 /**
- * Runs a command with "/bin/sh -c" and waits for it.
- * @param quiet true discards what the command prints
- * @return its exit status, 128 + N when signal N ended it, 127 when it could not be run
+ * Runs a command with "/bin/sh -c" and waits for its end, however long that takes. The command has
+ * the caller's environment, inheritable descriptors, ignored signals and signal mask, as with
+ * system(3); SIGCHLD has its default meaning there.
+ *
+ * Several threads may call it at once. The host may handle or ignore SIGCHLD as it likes. Unlike
+ * system(3), it ignores no signals meanwhile: one from the terminal, such as Ctrl-C, reaches
+ * the host and the command, and each handles it in its own way.
+ * @param command a shell command; one with a zero byte is not run
+ * @param quiet true discards what the command prints, errors included
+ * @return its exit status, 128 + N when signal N ended it, 127 when it could not be run. When the
+ *         process that waits for it is killed, 128 + N of that one.
  */
 KVR_API int ExecCommand(const std::string command, bool quiet);
 
