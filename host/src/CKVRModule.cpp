@@ -1,15 +1,19 @@
 #include "CoreText.h"
 
+#include <kvr/CKVRCore.h>
 #include <kvr/CKVRFormatCall.h>
 #include <kvr/CKVRLogProvider.h>
 #include <kvr/CKVRModule.h>
 #include <kvr/EKVRError.h>
-#include <kvr/IKVRCore.h>
 #include <kvr/KVRUtils.h>
 
 #include <dlfcn.h>
+#include <link.h>
 
 #include <exception>
+#include <mutex>
+#include <set>
+#include <utility>
 
 namespace KVR
 {
@@ -23,10 +27,23 @@ std::string loaderError()
     return error != nullptr ? error : "";
 }
 
+/** A symbol of the library itself; dlsym finds those of its dependencies too. */
+void* ownSymbol(void* library, const char* name)
+{
+    void* const symbol = dlsym(library, name);
+    link_map* own = nullptr;
+    link_map* owner = nullptr;
+    Dl_info information = {};
+    const bool isKnown =
+        symbol != nullptr && dlinfo(library, RTLD_DI_LINKMAP, &own) == 0 &&
+        dladdr1(symbol, &information, reinterpret_cast<void**>(&owner), RTLD_DL_LINKMAP) != 0;
+    return isKnown && owner == own ? symbol : nullptr;
+}
+
 template <typename Function>
 Function entryPoint(void* library, const char* name, const std::string& path)
 {
-    const auto function = reinterpret_cast<Function>(dlsym(library, name));
+    const auto function = reinterpret_cast<Function>(ownSymbol(library, name));
     if (function == nullptr)
     {
         CKVRFormatCall format(__FILE__, __func__, __LINE__);
@@ -57,65 +74,14 @@ catch (...)
     // Where even the log fails there is nobody left to tell.
 }
 
-constexpr std::int64_t hostVersion =
-    (KVR_HOST_VERSION_MAJOR << 16) | (KVR_HOST_VERSION_MINOR << 8) | KVR_HOST_VERSION_PATCH;
-
-} // namespace
-
-void CKVRModule::Close::operator()(void* handle) const
-{
-    dlclose(handle);
-}
-
-CKVRModule::CKVRModule(IKVRCore& core, const std::string& path, std::int32_t hostType) : core_(core)
-{
-    CKVRFormatCall format(__FILE__, __func__, __LINE__);
-    if (path.find('/') != std::string::npos && !IsFileExist(path))
-    {
-        throw EKVRError(format(1, coreText("File '%s' doesn't exists."), path.c_str()), "");
-    }
-    library_.reset(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL));
-    if (!library_)
-    {
-        const std::string reason = loaderError();
-        throw EKVRError(format(1, coreText("Module '%s' can't be loaded."), path.c_str()), reason);
-    }
-    const auto getModuleInfo = entryPoint<KVRGetModuleInfo>(library_.get(), "get_module_info", path);
-    const auto moduleInit = entryPoint<KVRModuleInit>(library_.get(), "module_init", path);
-    done_ = entryPoint<KVRModuleDone>(library_.get(), "module_done", path);
-
-    const KVRModuleInfo host = {hostVersion, "core", KVR_HOST_VERSION_TEXT, hostType, nullptr};
-    bool started = false;
-    try
-    {
-        info_ = getModuleInfo(&host);
-        started = info_ != nullptr && moduleInit(core_);
-    }
-    catch (...)
-    {
-        // The error in flight needs the module's code: its type, its destructor, its texts. So
-        // a module that throws at its start stays in memory.
-        static_cast<void>(library_.release());
-        Withdraw();
-        throw;
-    }
-    if (info_ == nullptr)
-    {
-        throw EKVRError(format(2, coreText("Module '%s' refuses host type %d."), path.c_str(), hostType), "");
-    }
-    if (!started)
-    {
-        Withdraw();
-        throw EKVRError(format(1, coreText("Module '%s' could not be started."), path.c_str()), "");
-    }
-}
-
-CKVRModule::~CKVRModule()
+/** Calls what may throw anything, a host's own types too; false when it did, which is logged. */
+template <typename Function>
+bool attempt(const Function& function)
 {
     try
     {
-        done_(core_);
-        return;
+        function();
+        return true;
     }
     catch (const std::exception& error)
     {
@@ -125,23 +91,190 @@ CKVRModule::~CKVRModule()
     {
         reportStop(nullptr);
     }
-    // What the module registered must not outlive its code.
-    try
+    return false;
+}
+
+constexpr std::int64_t hostVersion =
+    (KVR_HOST_VERSION_MAJOR << 16) | (KVR_HOST_VERSION_MINOR << 8) | KVR_HOST_VERSION_PATCH;
+
+std::int64_t majorOf(std::int64_t version)
+{
+    return version >> 16;
+}
+
+using StartedModule = std::pair<const void*, const IKVRCore*>;
+
+struct StartedModules
+{
+    std::mutex mutex;
+    std::set<StartedModule> modules;
+};
+
+StartedModules& startedModules()
+{
+    // Never destroyed: modules in statics of the host end later.
+    static StartedModules& started = *std::make_unique<StartedModules>().release();
+    return started;
+}
+
+} // namespace
+
+/**
+ * The right to withdraw a library's interface from a core. The first of several live handles has it:
+ * a module that runs already takes a second start for done and registers nothing.
+ */
+class CKVRModule::Claim
+{
+public:
+    Claim(const void* library, const IKVRCore& core) : module_(library, &core)
+    {
+        const std::lock_guard<std::mutex> lock(startedModules().mutex);
+        isFirst_ = startedModules().modules.insert(module_).second;
+    }
+
+    ~Claim()
+    {
+        const std::lock_guard<std::mutex> lock(startedModules().mutex);
+        if (isFirst_)
+        {
+            startedModules().modules.erase(module_);
+        }
+    }
+
+    Claim(const Claim&) = delete;
+    Claim& operator=(const Claim&) = delete;
+
+    bool IsFirst() const { return isFirst_; }
+
+private:
+    const StartedModule module_;
+    bool isFirst_ = false;
+};
+
+void CKVRModule::Close::operator()(void* handle) const
+{
+    dlclose(handle);
+}
+
+CKVRModule::CKVRModule(CKVRCore& core, const std::string& path, std::int32_t hostType)
+    : CKVRModule(core, &core, path, hostType)
+{
+}
+
+CKVRModule::CKVRModule(IKVRCore& core, const std::string& path, std::int32_t hostType)
+    : CKVRModule(core, nullptr, path, hostType)
+{
+}
+
+CKVRModule::CKVRModule(IKVRCore& core, const CKVRCore* registry, const std::string& path,
+                       std::int32_t hostType)
+    : core_(core)
+{
+    Load(path);
+    const auto getModuleInfo = entryPoint<KVRGetModuleInfo>(library_.get(), "get_module_info", path);
+    const auto moduleInit = entryPoint<KVRModuleInit>(library_.get(), "module_init", path);
+    done_ = entryPoint<KVRModuleDone>(library_.get(), "module_done", path);
+    Describe(getModuleInfo, path, hostType);
+    Start(moduleInit, registry, path);
+}
+
+CKVRModule::~CKVRModule()
+{
+    if (claim_->IsFirst() && !attempt([this] { done_(core_); }))
     {
         Withdraw();
     }
-    catch (const std::exception& error)
+}
+
+void CKVRModule::Load(const std::string& path)
+{
+    CKVRFormatCall format(__FILE__, __func__, __LINE__);
+    const bool isFile = path.find('/') != std::string::npos || path.find('\0') != std::string::npos;
+    if (isFile && !IsFileExist(path))
     {
-        reportStop(error.what());
+        throw EKVRError(format(1, coreText("File '%s' doesn't exists."), path.c_str()), "");
+    }
+    library_.reset(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL));
+    if (!library_)
+    {
+        const std::string reason = loaderError();
+        throw EKVRError(format(1, coreText("Module '%s' can't be loaded."), path.c_str()), reason);
     }
 }
 
+void CKVRModule::Describe(KVRGetModuleInfo getModuleInfo, const std::string& path, std::int32_t hostType)
+{
+    const KVRModuleInfo host = {hostVersion, "core", KVR_HOST_VERSION_TEXT, hostType, nullptr};
+    try
+    {
+        info_ = getModuleInfo(&host);
+    }
+    catch (...)
+    {
+        KeepCode();
+        throw;
+    }
+    CKVRFormatCall format(__FILE__, __func__, __LINE__);
+    if (info_ == nullptr)
+    {
+        throw EKVRError(format(2, coreText("Module '%s' refuses host type %d."), path.c_str(), hostType), "");
+    }
+    if (info_->kind != kvrMODULE_INTERFACE || majorOf(info_->version) != majorOf(hostVersion) ||
+        info_->interfaceName == nullptr)
+    {
+        throw EKVRError(
+            format(3, coreText("Module '%s' of kind %d and major version %lld does not fit this host."),
+                   path.c_str(), info_->kind, static_cast<long long>(majorOf(info_->version))),
+            "");
+    }
+}
+
+void CKVRModule::Start(KVRModuleInit moduleInit, const CKVRCore* registry, const std::string& path)
+{
+    const char* const name = info_->interfaceName;
+    CKVRFormatCall format(__FILE__, __func__, __LINE__);
+    if (registry != nullptr && registry->FindInterface(name))
+    {
+        throw EKVRError(
+            format(2, coreText("Module '%s': there is an interface '%s' already."), path.c_str(), name), "");
+    }
+    claim_ = std::make_unique<Claim>(library_.get(), core_);
+    bool isStarted = false;
+    try
+    {
+        isStarted = moduleInit(core_);
+    }
+    catch (...)
+    {
+        KeepCode();
+        Withdraw();
+        throw;
+    }
+    if (!isStarted)
+    {
+        Withdraw();
+        throw EKVRError(format(1, coreText("Module '%s' could not be started."), path.c_str()), "");
+    }
+    if (registry != nullptr && !registry->FindInterface(name))
+    {
+        throw EKVRError(format(2, coreText("Module '%s' registered no interface '%s'."), path.c_str(), name),
+                        "");
+    }
+}
+
+/** Drops what the module left in the registry; where that fails, the code must stay for it. */
 void CKVRModule::Withdraw()
 {
-    if (info_ != nullptr && info_->interfaceName != nullptr)
+    if (claim_->IsFirst() && !attempt([this] { core_.UnregisterInterface(info_->interfaceName); }))
     {
-        core_.UnregisterInterface(info_->interfaceName);
+        KeepCode();
     }
+}
+
+/** An error in flight may need the module's code: its type, its destructor, its texts. */
+void CKVRModule::KeepCode()
+{
+    static_cast<void>(library_.release());
 }
 
 } // namespace KVR

@@ -4,6 +4,7 @@
 #include "TemporaryFolder.h"
 
 #include <kvr/CKVRCore.h>
+#include <kvr/CKVRInterface.h>
 #include <kvr/CKVRModule.h>
 #include <kvr/EKVRError.h>
 
@@ -84,6 +85,13 @@ TEST_F(HostCatalogue, ErrorsOfTheModuleLoaderAreTranslated)
               "[c]'" + fake("only_info") + "' is no module: it has no module_init.");
     EXPECT_EQ(loading(fake("good"), 3), "[c]Module '" + fake("good") + "' refuses host type 3.");
     EXPECT_EQ(loading(fake("init_false"), 0), "[c]Module '" + fake("init_false") + "' could not be started.");
+    EXPECT_EQ(loading(fake("good"), 22),
+              "[c]Module '" + fake("good") + "' of kind 2 and major version 1 does not fit this host.");
+    core_.SetParameter("FAKE_SILENT", "");
+    EXPECT_EQ(loading(fake("good"), 0), "[c]Module '" + fake("good") + "' registered no interface 'fake'.");
+    core_.RegisterInterface(std::make_shared<CKVRInterface>("fake"));
+    EXPECT_EQ(loading(fake("good"), 0),
+              "[c]Module '" + fake("good") + "': there is an interface 'fake' already.");
 }
 
 TEST_F(HostCatalogue, MessagesAboutTheEndOfAModuleAreTranslated)

@@ -1,5 +1,6 @@
 #include "Caught.h"
 #include "LogCapture.h"
+#include "RecordingHost.h"
 #include "TemporaryFolder.h"
 
 #include <kvr/CKVRCore.h>
@@ -11,6 +12,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <map>
 #include <stdexcept>
 
 namespace KVR::Test
@@ -35,6 +37,16 @@ bool isLoaded(const std::string& path)
         dlclose(handle);
     }
     return handle != nullptr;
+}
+
+/** Closes what the loader left open. */
+void unload(const std::string& path)
+{
+    while (void* const handle = dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD))
+    {
+        dlclose(handle);
+        dlclose(handle);
+    }
 }
 
 class ModuleLoader : public testing::Test
@@ -76,8 +88,11 @@ TEST_F(ModuleLoader, TheDescriptionIsTheModules)
 
 TEST_F(ModuleLoader, TheModuleIsToldTheHostType)
 {
-    EXPECT_EQ(CKVRModule(core_, fake("good")).Info().kind, 0);
-    EXPECT_EQ(CKVRModule(core_, fake("good"), 7).Info().kind, 7);
+    for (const std::int32_t type : {0, 7})
+    {
+        const CKVRModule module(core_, fake("good"), type);
+        EXPECT_EQ(core_.GetParameter("FAKE_HOST_TYPE"), std::to_string(type));
+    }
 }
 
 TEST_F(ModuleLoader, AModuleMayBeLoadedAgain)
@@ -102,6 +117,15 @@ TEST_F(ModuleLoader, AFolderIsNoModuleFile)
 {
     const std::string path = folder_.Folder("folder");
     EXPECT_EQ(LoadingGives(path).message, "File '" + path + "' doesn't exists.");
+}
+
+TEST_F(ModuleLoader, ANameIsNotCutAtAZeroByte)
+{
+    for (const std::string& name : {fake("good"), std::string("libc.so.6")})
+    {
+        EXPECT_EQ(LoadingGives(name + std::string("\0.so", 4)).message,
+                  "File '" + name + "' doesn't exists.");
+    }
 }
 
 TEST_F(ModuleLoader, AMissingNameWithoutSlashGivesTheLoadersReason)
@@ -135,6 +159,12 @@ TEST_F(ModuleLoader, TheFirstMissingEntryPointIsNamed)
               "'" + fake("only_info") + "' is no module: it has no module_init.");
 }
 
+TEST_F(ModuleLoader, EntryPointsOfADependencyAreNotTheLibrarys)
+{
+    EXPECT_EQ(LoadingGives(fake("borrowing")).message,
+              "'" + fake("borrowing") + "' is no module: it has no get_module_info.");
+}
+
 TEST_F(ModuleLoader, NothingIsStartedWhenAnEntryPointIsMissing)
 {
     EXPECT_EQ(LoadingGives(fake("no_done")).message,
@@ -149,6 +179,119 @@ TEST_F(ModuleLoader, ARefusedHostTypeIsNamed)
     EXPECT_EQ(error.message, "Module '" + fake("good") + "' refuses host type 3.");
     EXPECT_FALSE(core_.HasParameter("FAKE_STARTED"));
     EXPECT_FALSE(isLoaded(fake("good")));
+}
+
+TEST_F(ModuleLoader, ADescriptionThatDoesNotFitTheHostIsRefused)
+{
+    const std::string module = "Module '" + fake("good") + "' of ";
+    const std::map<std::int32_t, std::string> misfits = {{20, "kind 0 and major version 1"},
+                                                         {22, "kind 2 and major version 1"},
+                                                         {30, "kind 1 and major version 0"},
+                                                         {32, "kind 1 and major version 2"},
+                                                         {40, "kind 1 and major version 1"}};
+    for (const auto& [hostType, text] : misfits)
+    {
+        const Caught error = LoadingGives(fake("good"), hostType);
+        EXPECT_TRUE(error.type == typeid(EKVRError));
+        EXPECT_EQ(error.message, module + text + " does not fit this host.");
+    }
+    EXPECT_FALSE(core_.HasParameter("FAKE_STARTED"));
+    EXPECT_FALSE(isLoaded(fake("good")));
+}
+
+TEST_F(ModuleLoader, ACoreThatHasTheInterfaceRefusesTheModuleAndKeepsTheInterface)
+{
+    const CKVRModule module(core_, fake("good"));
+    const auto registered = core_.FindInterface("fake");
+    const Caught error = LoadingGives(fake("good"));
+    EXPECT_TRUE(error.type == typeid(EKVRError));
+    EXPECT_EQ(error.message, "Module '" + fake("good") + "': there is an interface 'fake' already.");
+    EXPECT_EQ(core_.FindInterface("fake"), registered);
+    EXPECT_EQ(core_.GetParameter("FAKE_STARTED"), "yes");
+}
+
+TEST_F(ModuleLoader, AStartWithoutAnInterfaceIsAnError)
+{
+    core_.SetParameter("FAKE_SILENT", "");
+    const Caught error = LoadingGives(fake("good"));
+    EXPECT_TRUE(error.type == typeid(EKVRError));
+    EXPECT_EQ(error.message, "Module '" + fake("good") + "' registered no interface 'fake'.");
+    EXPECT_EQ(core_.GetParameter("FAKE_STARTED"), "yes")
+        << "it may run for somebody else, and is not stopped";
+    EXPECT_FALSE(isLoaded(fake("good")));
+}
+
+TEST_F(ModuleLoader, OfTwoHandlesOfAForeignCoreTheFirstWithdrawsTheInterface)
+{
+    Support::RecordingHost host;
+    auto first = std::make_unique<CKVRModule>(host, fake("good"));
+    auto second = std::make_unique<CKVRModule>(host, fake("good"));
+    second.reset();
+    EXPECT_EQ(host.count("UnregisterInterface"), 0U);
+    second = std::make_unique<CKVRModule>(host, fake("good"));
+    first.reset();
+    EXPECT_EQ(host.count("UnregisterInterface"), 1U);
+    second.reset();
+    EXPECT_EQ(host.count("UnregisterInterface"), 1U);
+    {
+        const CKVRModule third(host, fake("good"));
+    }
+    EXPECT_EQ(host.count("UnregisterInterface"), 2U);
+}
+
+TEST_F(ModuleLoader, AFailedStartLeavesTheInterfaceOfALiveHandleAlone)
+{
+    Support::RecordingHost host;
+    const CKVRModule live(host, fake("throwing"));
+    host.parameters["FAKE_THROW"] = "init";
+    EXPECT_EQ(caught([&] { const CKVRModule module(host, fake("throwing")); }).message,
+              "Fake failure in module_init (module)");
+    EXPECT_EQ(host.count("UnregisterInterface"), 0U);
+    host.parameters.clear();
+}
+
+TEST_F(ModuleLoader, NothingThatAHostThrowsLeavesTheDestructor)
+{
+    const Support::LogCapture log;
+    for (const bool isNumber : {false, true})
+    {
+        Support::RecordingHost host;
+        EXPECT_NO_THROW({
+            const CKVRModule module(host, fake("good"));
+            host.onCall = [isNumber](const std::string& call)
+            {
+                if (call.find("Unregister") == 0)
+                {
+                    isNumber ? throw 5 : throw std::runtime_error("no");
+                }
+            };
+        });
+        EXPECT_EQ(host.count("UnregisterInterface"), 2U) << "the module's attempt, and the loader's";
+        EXPECT_TRUE(isLoaded(fake("good"))) << "the interface that stays needs its code";
+        host.registered.reset();
+    }
+    const std::vector<Support::LogCapture::Message> expected = {
+        {kvrLOG_FAILURE, "A module failed to stop: no"},
+        {kvrLOG_FAILURE, "A module failed to stop: no"},
+        {kvrLOG_FAILURE, "A module failed to stop."},
+        {kvrLOG_FAILURE, "A module failed to stop."}};
+    EXPECT_EQ(log.messages(), expected);
+    unload(fake("good"));
+}
+
+TEST_F(ModuleLoader, AHostThatThrowsWhileAFailedStartIsUndoneDoesNotReplaceTheError)
+{
+    const Support::LogCapture log;
+    Support::RecordingHost host;
+    host.throwFrom("UnregisterInterface");
+    EXPECT_EQ(caught([&] { const CKVRModule module(host, fake("init_false")); }).message,
+              "Module '" + fake("init_false") + "' could not be started.");
+    host.parameters["FAKE_THROW"] = "init";
+    EXPECT_EQ(caught([&] { const CKVRModule module(host, fake("throwing")); }).message,
+              "Fake failure in module_init (module)");
+    EXPECT_EQ(log.messages().size(), 2U);
+    host.registered.reset();
+    unload(fake("init_false"));
 }
 
 TEST_F(ModuleLoader, AStartThatFailsIsAnErrorAndLeavesNothingInTheRegistry)

@@ -18,7 +18,8 @@ public:
     Interface() : CKVRInterface("fake") {}
 };
 
-inline KVRModuleInfo info = {(1 << 16) | (2 << 8) | 3, "fake", "1.2.3", 0, "Fake interface"};
+inline KVRModuleInfo info = {(1 << 16) | (2 << 8) | 3, "fake", "1.2.3", kvrMODULE_INTERFACE,
+                             "Fake interface"};
 
 inline void registerInterface(IKVRCore& core)
 {
