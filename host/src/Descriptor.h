@@ -26,13 +26,16 @@ public:
         return released;
     }
 
-    void Close()
+    void Close() { Reset(-1); }
+
+    /** Closes the descriptor and takes over another one. */
+    void Reset(int number)
     {
         if (number_ >= 0)
         {
             close(number_);
         }
-        number_ = -1;
+        number_ = number;
     }
 
 private:

@@ -7,12 +7,14 @@
 #include <grp.h>
 #include <pwd.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 #include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace KVR
@@ -21,19 +23,34 @@ namespace KVR
 namespace
 {
 
-/** A change of one file, by its directory and name (or an open directory and ""). */
+/** What a walk has found, open by O_PATH, which neither needs rights nor has an effect on devices. */
+struct Found
+{
+    int descriptor;
+    int directory;
+    const char* name;
+    mode_t kind; /**< file type of inode(7) */
+};
+
+/** A change of one file. */
 class Change
 {
 public:
     virtual ~Change() = default;
     virtual bool ApplyToOpen(int descriptor) const = 0;
-    virtual bool ApplyToEntry(int directory, const char* name, bool isLink) const = 0;
+    virtual bool ApplyToFound(const Found& found) const = 0;
 
 protected:
     Change() = default;
     Change(const Change&) = default;
     Change& operator=(const Change&) = default;
 };
+
+/** Regular files with several names may be somebody else's, who has not put them into the tree. */
+bool hasOneName(const struct stat& status)
+{
+    return !S_ISREG(status.st_mode) || status.st_nlink <= 1;
+}
 
 class ModeChange final : public Change
 {
@@ -42,12 +59,38 @@ public:
 
     bool ApplyToOpen(int descriptor) const override { return fchmod(descriptor, mode_) == 0; }
 
-    bool ApplyToEntry(int directory, const char* name, bool isLink) const override
+    /** Kernels before 6.6 have no fchmodat2, and /proc need not be there. */
+    bool ApplyToFound(const Found& found) const override
     {
-        return isLink || fchmodat(directory, name, mode_, AT_SYMLINK_NOFOLLOW) == 0;
+        if (S_ISLNK(found.kind))
+        {
+            return true;
+        }
+        const std::string path = "/proc/self/fd/" + std::to_string(found.descriptor);
+        return syscall(callOfFchmodat2, found.descriptor, "", mode_, AT_EMPTY_PATH) == 0 ||
+               chmod(path.c_str(), mode_) == 0 || (S_ISREG(found.kind) && ApplyToOpened(found));
     }
 
 private:
+    /** For headers older than the call; most architectures have this number. */
+    static constexpr long callOfFchmodat2 = 452;
+
+    /** A file with another one's name by now is not taken for it, and a FIFO does not hang. */
+    bool ApplyToOpened(const Found& found) const
+    {
+        constexpr int flags = O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+        for (const int access : {O_RDONLY, O_WRONLY})
+        {
+            struct stat status = {};
+            const Descriptor file(openat(found.directory, found.name, access | flags));
+            if (file && fstat(file.Number(), &status) == 0)
+            {
+                return S_ISREG(status.st_mode) && hasOneName(status) && ApplyToOpen(file.Number());
+            }
+        }
+        return false;
+    }
+
     mode_t mode_;
 };
 
@@ -58,9 +101,9 @@ public:
 
     bool ApplyToOpen(int descriptor) const override { return fchown(descriptor, user_, group_) == 0; }
 
-    bool ApplyToEntry(int directory, const char* name, bool) const override
+    bool ApplyToFound(const Found& found) const override
     {
-        return fchownat(directory, name, user_, group_, AT_SYMLINK_NOFOLLOW) == 0;
+        return fchownat(found.descriptor, "", user_, group_, AT_EMPTY_PATH) == 0;
     }
 
 private:
@@ -73,85 +116,120 @@ struct CloseDirectory
     void operator()(DIR* stream) const { closedir(stream); }
 };
 
-bool changeContents(int directory, const Change& change);
-
 /**
- * Changes an open directory and its contents. The directory comes last, because its new bits may
- * take the right to search away, unless they have to give that right first.
+ * Changes a directory and everything below. Every step goes by open directories and names in them,
+ * so that a directory that somebody replaces by a link meanwhile does not lead out of the tree.
+ * Directories on the way are kept in a list: the depth of a tree is its owner's choice, and would
+ * be too much for the stack.
  */
-bool changeOpenDirectory(int directory, const Change& change)
+class Walk
 {
-    if (faccessat(directory, ".", X_OK, AT_EACCESS) != 0)
-    {
-        return change.ApplyToOpen(directory) && changeContents(directory, change);
-    }
-    const bool contents = changeContents(directory, change);
-    return change.ApplyToOpen(directory) && contents;
-}
+public:
+    explicit Walk(const Change& change) : change_(change) {}
 
-/**
- * Everything goes by open directories and names in them, so that a directory that somebody
- * replaces by a link meanwhile does not lead out of the tree.
- */
-bool changeEntry(int directory, const char* name, const Change& change)
-{
-    constexpr int openFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
-    struct stat status = {};
-    if (fstatat(directory, name, &status, AT_SYMLINK_NOFOLLOW) != 0)
+    /** The path itself may be a link to the tree. */
+    bool Through(const std::string& path)
     {
-        return errno == ENOENT; // removed meanwhile
+        struct stat status = {};
+        if (Descriptor top(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)); top)
+        {
+            Enter(top);
+        }
+        else if (lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode))
+        {
+            Visit(AT_FDCWD, path.c_str());
+        }
+        else
+        {
+            all_ = false;
+        }
+        while (!levels_.empty())
+        {
+            Step();
+        }
+        return all_;
     }
-    if (!S_ISDIR(status.st_mode))
-    {
-        return change.ApplyToEntry(directory, name, S_ISLNK(status.st_mode));
-    }
-    if (const Descriptor readable(openat(directory, name, openFlags)); readable)
-    {
-        return changeOpenDirectory(readable.Number(), change);
-    }
-    // the change itself may give the right to read the directory
-    const bool changed = change.ApplyToEntry(directory, name, false);
-    const Descriptor readable(openat(directory, name, openFlags));
-    return changed && readable && changeContents(readable.Number(), change);
-}
 
-bool changeContents(int directory, const Change& change)
-{
-    // the stream closes its descriptor, and openat needs one
-    Descriptor copy(openat(directory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    const std::unique_ptr<DIR, CloseDirectory> stream(copy ? fdopendir(copy.Number()) : nullptr);
-    if (!stream)
+private:
+    using Stream = std::unique_ptr<DIR, CloseDirectory>;
+
+    void Note(bool success) { all_ = success && all_; }
+
+    /**
+     * A directory is changed behind its contents, because its new bits may take the right to search
+     * away, and before them where they have to give that right.
+     */
+    void Enter(Descriptor& directory)
     {
-        return false;
+        const bool searchable = faccessat(directory.Number(), ".", X_OK, AT_EACCESS) == 0;
+        Stream stream(searchable || change_.ApplyToOpen(directory.Number()) ? fdopendir(directory.Number())
+                                                                            : nullptr);
+        if (!stream)
+        {
+            all_ = false;
+            return;
+        }
+        directory.Release();
+        levels_.push_back(std::move(stream));
     }
-    copy.Release();
-    bool all = true;
-    for (;;)
+
+    /** Takes the next entry of the innermost directory, or leaves it. */
+    void Step()
     {
+        DIR* const stream = levels_.back().get();
         errno = 0;
-        const dirent* const entry = readdir(stream.get());
-        if (entry == nullptr)
+        if (const dirent* const entry = readdir(stream); entry != nullptr)
         {
-            return all && errno == 0;
+            if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0)
+            {
+                Visit(dirfd(stream), entry->d_name);
+            }
+            return;
         }
-        if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0)
-        {
-            all = changeEntry(directory, entry->d_name, change) && all;
-        }
+        Note(errno == 0);
+        Note(change_.ApplyToOpen(dirfd(stream)));
+        levels_.pop_back();
     }
-}
 
-/** The path itself may be a link to the tree; links inside are never followed. */
-bool changeTree(const std::string& path, const Change& change)
-{
-    if (const Descriptor top(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)); top)
+    void Visit(int directory, const char* name)
     {
-        return changeOpenDirectory(top.Number(), change);
+        struct stat status = {};
+        const Descriptor looked(openat(directory, name, O_PATH | O_NOFOLLOW | O_CLOEXEC));
+        if (!looked || fstat(looked.Number(), &status) != 0)
+        {
+            Note(errno == ENOENT); // removed meanwhile
+            return;
+        }
+        const Found found = {looked.Number(), directory, name, status.st_mode};
+        if (S_ISDIR(status.st_mode))
+        {
+            VisitDirectory(found);
+            return;
+        }
+        Note(hasOneName(status) && change_.ApplyToFound(found));
     }
-    struct stat status = {};
-    return lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) &&
-           changeEntry(AT_FDCWD, path.c_str(), change);
-}
+
+    void VisitDirectory(const Found& found)
+    {
+        constexpr int flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+        Descriptor readable(openat(found.directory, found.name, flags));
+        // the change itself may give the right to read the directory
+        if (!readable && change_.ApplyToFound(found))
+        {
+            readable.Reset(openat(found.directory, found.name, flags));
+        }
+        if (!readable)
+        {
+            all_ = false;
+            return;
+        }
+        Enter(readable);
+    }
+
+    const Change& change_;
+    std::vector<Stream> levels_;
+    bool all_ = true;
+};
 
 bool isDirectory(const std::string& path)
 {
@@ -211,7 +289,7 @@ bool Chmod(const std::string path, unsigned int mode, bool recursive)
     {
         return chmod(path.c_str(), mode) == 0;
     }
-    return changeTree(path, ModeChange(mode));
+    return Walk(ModeChange(mode)).Through(path);
 }
 
 bool Chown(const std::string path, const std::string user, const std::string group, bool recursive)
@@ -228,7 +306,7 @@ bool Chown(const std::string path, const std::string user, const std::string gro
     {
         return chown(path.c_str(), *uid, *gid) == 0;
     }
-    return changeTree(path, OwnerChange(*uid, *gid));
+    return Walk(OwnerChange(*uid, *gid)).Through(path);
 }
 
 } // namespace KVR

@@ -51,17 +51,26 @@ KVR_API bool IsMemberOfList(const std::list<std::string> members, const std::str
 KVR_API const char* ExtractFileName(const char* path);
 
 /**
- * Changes permission bits. With `recursive`, everything below a directory gets the same bits;
- * symbolic links inside are neither changed nor followed. The path itself may be a link.
+ * Changes permission bits, as chmod(2).
+ *
+ * With `recursive`, everything below a directory gets the same bits. The path itself may be a
+ * link; symbolic links inside are neither changed nor followed. Regular files inside with several
+ * hard links are left as they are, whoever owns them, and count as failures: a user who may write
+ * to the tree can have linked another one's file there. One descriptor is open for each level of
+ * the tree. Neither /proc nor the right to read files is needed, but before Linux 6.6 one of them.
+ * @param mode the permission bits of inode(7)
  * @return true when every change succeeded; the others are made all the same
  */
 KVR_API bool Chmod(const std::string path, unsigned int mode, bool recursive);
 
 /**
- * Changes owner and group, given by name or by number; an empty name leaves that one as it is.
- * With `recursive`, everything below a directory follows; symbolic links inside are not followed,
- * the path itself may be one.
- * @return true when both names are known and every change succeeded
+ * Changes owner and group, as chown(2), given by name or by number; an empty name leaves that one
+ * as it is.
+ *
+ * With `recursive`, everything below a directory follows, symbolic links themselves included. What
+ * Chmod says about links, hard links and descriptors is so here.
+ * @return true when both names are known and every change succeeded; nothing is changed when a
+ *         name is unknown, and the other changes are made when one fails
  */
 KVR_API bool Chown(const std::string path, const std::string user, const std::string group, bool recursive);
 

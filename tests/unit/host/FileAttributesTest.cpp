@@ -1,5 +1,4 @@
-#include "FileCalls.h"
-#include "TemporaryFolder.h"
+#include "FileTree.h"
 
 #include <kvr/KVRUtils.h>
 
@@ -19,61 +18,8 @@ namespace
 namespace fs = std::filesystem;
 using testing::UnorderedElementsAre;
 
-/** A tree to change: top/{file, folder/{deep, to-outside}, to-outside, to-folder} and outside/file. */
-class FileAttributes : public testing::Test
+class FileAttributes : public FileTree
 {
-protected:
-    FileAttributes()
-    {
-        FileCalls::Reset();
-        folder_.Folder("top/folder");
-        folder_.Folder("outside");
-        top_ = folder_.Path("top");
-        for (const char* const name : {"top/file", "top/folder/deep", "outside/file"})
-        {
-            folder_.File(name);
-            SetMode(name, 0640);
-        }
-        for (const char* const name : {"top", "top/folder", "outside"})
-        {
-            SetMode(name, 0750);
-        }
-        fs::create_symlink(folder_.Path("outside"), folder_.Path("top/to-outside"));
-        fs::create_symlink(folder_.Path("outside/file"), folder_.Path("top/folder/to-outside-file"));
-        fs::create_symlink("folder", folder_.Path("top/to-folder"));
-        fs::create_symlink("top", folder_.Path("to-top"));
-    }
-    ~FileAttributes() override { FileCalls::Reset(); }
-
-    void SetMode(const std::string& name, mode_t mode) const
-    {
-        ASSERT_EQ(chmod(folder_.Path(name).c_str(), mode), 0);
-    }
-
-    unsigned Mode(const std::string& name) const
-    {
-        struct stat status = {};
-        EXPECT_EQ(lstat(folder_.Path(name).c_str(), &status), 0);
-        return status.st_mode & 07777U;
-    }
-
-    /** The calls as "what path-below-the-temporary-folder user:group". */
-    std::vector<std::string> OwnerCalls() const
-    {
-        std::vector<std::string> calls;
-        calls.reserve(FileCalls::owners.size());
-        for (const FileCalls::Owner& call : FileCalls::owners)
-        {
-            calls.push_back((call.follows ? "follow " : "change ") +
-                            call.path.substr(folder_.Path("").size()) + ' ' +
-                            std::to_string(static_cast<int>(call.user)) + ':' +
-                            std::to_string(static_cast<int>(call.group)));
-        }
-        return calls;
-    }
-
-    TemporaryFolder folder_;
-    std::string top_;
 };
 
 } // namespace
@@ -194,50 +140,6 @@ TEST_F(FileAttributes, ChmodTellsOfAFailureDeepInside)
     EXPECT_EQ(Mode("top/folder"), 0701U);
 }
 
-TEST_F(FileAttributes, AFolderThatIsReplacedByALinkMeanwhileDoesNotLeadOut)
-{
-    FileCalls::afterLook = [this](const std::string& name)
-    {
-        if (name == "folder")
-        {
-            fs::rename(folder_.Path("top/folder"), folder_.Path("moved"));
-            fs::create_symlink(folder_.Path("outside"), folder_.Path("top/folder"));
-        }
-    };
-    EXPECT_FALSE(Chmod(top_, 0701, true));
-    EXPECT_TRUE(fs::is_symlink(folder_.Path("top/folder")));
-    EXPECT_EQ(Mode("outside"), 0750U);
-    EXPECT_EQ(Mode("outside/file"), 0640U);
-}
-
-TEST_F(FileAttributes, AFileThatIsReplacedByALinkMeanwhileDoesNotLeadOut)
-{
-    FileCalls::afterLook = [this](const std::string& name)
-    {
-        if (name == "file")
-        {
-            fs::remove(folder_.Path("top/file"));
-            fs::create_symlink(folder_.Path("outside/file"), folder_.Path("top/file"));
-        }
-    };
-    EXPECT_FALSE(Chmod(top_, 0701, true));
-    EXPECT_TRUE(fs::is_symlink(folder_.Path("top/file")));
-    EXPECT_EQ(Mode("outside/file"), 0640U);
-}
-
-TEST_F(FileAttributes, AFileThatIsRemovedMeanwhileIsNoFailure)
-{
-    FileCalls::beforeLook = [this](const std::string& name)
-    {
-        if (name == "file")
-        {
-            fs::remove(folder_.Path("top/file"));
-        }
-    };
-    EXPECT_TRUE(Chmod(top_, 0701, true));
-    EXPECT_FALSE(fs::exists(folder_.Path("top/file")));
-}
-
 TEST_F(FileAttributes, ChownOfAFileTakesNumbers)
 {
     EXPECT_TRUE(Chown(folder_.Path("top/file"), "1234", "4321", false));
@@ -250,6 +152,14 @@ TEST_F(FileAttributes, ChownTakesNamesOfAccounts)
     const group* const rootGroup = getgrgid(0);
     EXPECT_TRUE(Chown(folder_.Path("top/file"), root->pw_name, rootGroup->gr_name, false));
     EXPECT_THAT(OwnerCalls(), UnorderedElementsAre("follow top/file 0:0"));
+}
+
+TEST_F(FileAttributes, ChownTakesAccountsWithLongRecords)
+{
+    FileCalls::largeAccount = "large";
+    EXPECT_TRUE(Chown(folder_.Path("top/file"), "large", "", false));
+    EXPECT_TRUE(Chown(folder_.Path("top/file"), "", "large", false));
+    EXPECT_THAT(OwnerCalls(), UnorderedElementsAre("follow top/file 1234:-1", "follow top/file -1:1234"));
 }
 
 TEST_F(FileAttributes, ChownLeavesWhatHasAnEmptyNameAsItIs)

@@ -7,9 +7,9 @@
 #include <vector>
 
 /**
- * The program's own versions of the C library's calls that change files: they let a test see a
- * change of owner without the right to make it, let one change fail, and act between two steps of
- * a walk.
+ * The program's own versions of the C library's calls that change files and find accounts: they let
+ * a test see a change of owner without the right to make it, let one change fail, act between two
+ * steps of a walk, and stand for another machine.
  */
 namespace KVR::Test::FileCalls
 {
@@ -33,6 +33,18 @@ extern std::string failing;
 
 /** Name of a folder that can't be opened until its bits were changed. */
 extern std::string unreadable;
+
+/** Names of the entries that were opened to read or write them. */
+extern std::vector<std::string> opened;
+
+/** True stands for a kernel before 6.6, which has no fchmodat2(2). */
+extern bool oldKernel;
+
+/** True stands for a machine where /proc is not mounted, as far as changes go. */
+extern bool withoutProc;
+
+/** Name of a user and a group with the id 1234 and a record that needs 5000 bytes. */
+extern std::string largeAccount;
 
 /** Called with the name of an entry before and after the walk looks at it. */
 extern std::function<void(const std::string&)> beforeLook;
