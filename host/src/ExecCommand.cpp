@@ -1,4 +1,5 @@
 #include "Descriptor.h"
+#include "ZeroByte.h"
 
 #include <kvr/KVRUtils.h>
 
@@ -211,7 +212,7 @@ void waitForStranger(pid_t process)
 
 int ExecCommand(const std::string command, bool quiet)
 {
-    if (command.find('\0') != std::string::npos)
+    if (hasZeroByte(command))
     {
         return notRun;
     }

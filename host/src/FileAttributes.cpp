@@ -1,4 +1,5 @@
 #include "Descriptor.h"
+#include "ZeroByte.h"
 
 #include <kvr/KVRUtils.h>
 
@@ -267,6 +268,10 @@ std::optional<id_t> findId(const std::string& name, Query query, id_t (*idOf)(co
     {
         return static_cast<id_t>(-1);
     }
+    if (hasZeroByte(name))
+    {
+        return std::nullopt;
+    }
     std::vector<char> buffer(1024);
     Record record = {};
     Record* found = nullptr;
@@ -281,7 +286,7 @@ std::optional<id_t> findId(const std::string& name, Query query, id_t (*idOf)(co
 
 bool Chmod(const std::string path, unsigned int mode, bool recursive)
 {
-    if (path.find('\0') != std::string::npos)
+    if (hasZeroByte(path))
     {
         return false;
     }
@@ -298,7 +303,7 @@ bool Chown(const std::string path, const std::string user, const std::string gro
         findId<passwd>(user, getpwnam_r, [](const passwd& record) -> id_t { return record.pw_uid; });
     const std::optional<id_t> gid = findId<struct group>(
         group, getgrnam_r, [](const struct group& record) -> id_t { return record.gr_gid; });
-    if (!uid || !gid || path.find('\0') != std::string::npos)
+    if (!uid || !gid || hasZeroByte(path))
     {
         return false;
     }

@@ -1,3 +1,5 @@
+#include "ZeroByte.h"
+
 #include <kvr/KVRUtils.h>
 
 #include <sys/stat.h>
@@ -33,12 +35,6 @@ std::string escapeValue(const std::string& value)
         escaped += character;
     }
     return escaped;
-}
-
-/** A path with a zero byte would name another file to the system. */
-bool hasNoZero(const std::string& path)
-{
-    return path.find('\0') == std::string::npos;
 }
 
 struct CodesetSetting
@@ -96,13 +92,13 @@ std::string DomainToDn(const std::string domain)
 bool IsFileExist(const std::string path)
 {
     struct stat status = {};
-    return hasNoZero(path) && stat(path.c_str(), &status) == 0 && !S_ISDIR(status.st_mode);
+    return !hasZeroByte(path) && stat(path.c_str(), &status) == 0 && !S_ISDIR(status.st_mode);
 }
 
 bool IsPathExist(const std::string path)
 {
     struct stat status = {};
-    return hasNoZero(path) && stat(path.c_str(), &status) == 0;
+    return !hasZeroByte(path) && stat(path.c_str(), &status) == 0;
 }
 
 bool IsMemberOfList(const std::list<std::string> members, const std::string text)

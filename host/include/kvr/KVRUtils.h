@@ -65,7 +65,7 @@ KVR_API bool Chmod(const std::string path, unsigned int mode, bool recursive);
 
 /**
  * Changes owner and group, as chown(2), given by name or by number; an empty name leaves that one
- * as it is.
+ * as it is, and a name with a zero byte is unknown.
  *
  * With `recursive`, everything below a directory follows, symbolic links themselves included. What
  * Chmod says about links, hard links and descriptors is so here.

@@ -177,6 +177,15 @@ TEST_F(FileAttributes, ChownWithAnUnknownNameFailsAndChangesNothing)
     EXPECT_THAT(OwnerCalls(), UnorderedElementsAre());
 }
 
+TEST_F(FileAttributes, ChownDoesNotTakeTheBeginningOfANameForTheName)
+{
+    using namespace std::string_literals;
+    EXPECT_FALSE(Chown(top_, getpwuid(0)->pw_name + "\0x"s, "", false));
+    EXPECT_FALSE(Chown(top_, "", getgrgid(0)->gr_name + "\0x"s, false));
+    EXPECT_FALSE(Chown(top_, "1\0"s, "", false));
+    EXPECT_THAT(OwnerCalls(), UnorderedElementsAre());
+}
+
 TEST_F(FileAttributes, ChownTakesNoNumberBeyondTheLargestId)
 {
     EXPECT_TRUE(Chown(top_, "4294967294", "0", false));

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+
+namespace KVR
+{
+
+/** The C library would take such a text for a shorter one, and a name for another name. */
+inline bool hasZeroByte(const std::string& text)
+{
+    return text.find('\0') != std::string::npos;
+}
+
+} // namespace KVR
