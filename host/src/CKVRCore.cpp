@@ -1,4 +1,5 @@
 #include "CoreText.h"
+#include "ZeroByte.h"
 
 #include <kvr/CKVRCore.h>
 #include <kvr/CKVRFormatCall.h>
@@ -70,6 +71,11 @@ private:
 std::map<std::string, std::string> parseParameters(const std::string& path)
 {
     std::map<std::string, std::string> parameters;
+    if (hasZeroByte(path))
+    {
+        errno = EINVAL;
+        throwUnreadable(path, __LINE__);
+    }
     std::ifstream file(path);
     if (!file)
     {
@@ -92,6 +98,11 @@ std::map<std::string, std::string> parseParameters(const std::string& path)
         if (name.empty())
         {
             throwBadLine(coreText("File '%s', line %lu: there is no name before '='."), path, number);
+        }
+        if (hasZeroByte(name))
+        {
+            throwBadLine(coreText("File '%s', line %lu: the name before '=' contains a zero byte."), path,
+                         number);
         }
         parameters[name] = Trim(line.substr(sign + 1));
     }
@@ -127,6 +138,7 @@ CKVRCore::~CKVRCore()
 
 void CKVRCore::SetParameter(const std::string& name, const std::string& value)
 {
+    checkName(name, __func__);
     const std::lock_guard<std::mutex> lock(mutex_);
     overrides_[name] = value;
 }
@@ -214,6 +226,7 @@ bool CKVRCore::HasParameter(const std::string& name)
 
 void CKVRCore::DefineParameter(const std::string& name, const std::string& defaultValue)
 {
+    checkName(name, __func__);
     const std::lock_guard<std::mutex> lock(mutex_);
     defaults_[name] = defaultValue;
 }

@@ -1,5 +1,6 @@
 #include "CoreText.h"
 #include "Descriptor.h"
+#include "ZeroByte.h"
 
 #include <kvr/CKVRFormatCall.h>
 #include <kvr/CKVRLogProvider.h>
@@ -49,6 +50,16 @@ public:
 private:
     const int saved_ = errno;
 };
+
+int openLog(const std::string& path)
+{
+    if (hasZeroByte(path))
+    {
+        errno = EINVAL;
+        return -1;
+    }
+    return open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0640);
+}
 
 } // namespace
 
@@ -108,8 +119,7 @@ void CKVRLogProvider::SetSink(Sink target)
 
 void CKVRLogProvider::SetFile(const std::string& path)
 {
-    auto file =
-        std::make_shared<Descriptor>(open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0640));
+    const auto file = std::make_shared<Descriptor>(openLog(path));
     if (!*file)
     {
         const std::string reason = std::generic_category().message(errno);

@@ -125,6 +125,7 @@ std::string DefaultCodeset()
 
 void SetDefaultCodeset(const std::string& codeset)
 {
+    checkName(codeset, __func__);
     CodesetSetting& setting = codesetSetting();
     const std::lock_guard<std::mutex> lock(setting.mutex);
     setting.name = codeset;

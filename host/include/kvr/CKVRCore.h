@@ -34,15 +34,19 @@ public:
     CKVRCore(const CKVRCore&) = delete;
     CKVRCore& operator=(const CKVRCore&) = delete;
 
-    /** Sets a parameter; it wins over LoadParameters and DefineParameter, whenever they come. */
+    /**
+     * Sets a parameter; it wins over LoadParameters and DefineParameter, whenever they come.
+     * @param value may contain any byte
+     * @throws EKVRCheckError when the name contains a zero byte
+     */
     void SetParameter(const std::string& name, const std::string& value);
 
     /**
      * Reads parameters from a file of "NAME = value" lines; empty lines and lines that begin with
      * '#' are left out, white space at the ends of line, name and value does not count, the last of
      * equal names wins. Nothing is taken from a file that has a bad line.
-     * @throws EKVRError naming file and line when the file can't be read or a line has no "="
-     *         or no name
+     * @throws EKVRError naming file and line when the file can't be read (a path with a zero byte
+     *         names none) or a line has no "=", no name, or a zero byte in its name
      */
     void LoadParameters(const std::string& path);
 
@@ -57,7 +61,10 @@ public:
     std::string GetBindDefaults() override;
     std::string GetParameter(const std::string& name) override;
     bool HasParameter(const std::string& name) override;
+
+    /** @throws EKVRCheckError when the name contains a zero byte */
     void DefineParameter(const std::string& name, const std::string& defaultValue) override;
+
     bool MatchRegex(const std::string& pattern, const std::string& text, std::list<std::string>* groups,
                     int flags) override;
 

@@ -52,7 +52,8 @@ public:
 
     /**
      * Appends messages to the file, each with a line end.
-     * @throws EKVRError when the file can't be opened; the old target stays
+     * @throws EKVRError when the file can't be opened, or its name contains a zero byte; the old
+     *         target stays
      */
     void SetFile(const std::string& path);
 

@@ -77,7 +77,11 @@ KVR_API bool Chown(const std::string path, const std::string user, const std::st
 /** Character set that stands in when the locale names none, "UTF-8" until SetDefaultCodeset. */
 KVR_API std::string DefaultCodeset();
 
-/** @param codeset a name that iconv_open(3) knows; any thread may call it */
+/**
+ * Any thread may call it.
+ * @param codeset a name that iconv_open(3) knows; what it does not know fails where it is used
+ * @throws EKVRCheckError when the name contains a zero byte; the old one stays
+ */
 KVR_API void SetDefaultCodeset(const std::string& codeset);
 
 } // namespace KVR

@@ -56,6 +56,11 @@ TEST_F(HostCatalogue, ErrorsOfAParameterFileAreTranslated)
               "[c]File '" + path + "', line 1: there is no name before '='.");
     EXPECT_EQ(caught([&] { core_.LoadParameters(missing); }).message,
               "[c]File '" + missing + "' can't be read.");
+    folder_.File("parameters", std::string("A\0B = C\n", 8));
+    EXPECT_EQ(caught([&] { core_.LoadParameters(path); }).message,
+              "[c]File '" + path + "', line 1: the name before '=' contains a zero byte.");
+    EXPECT_EQ(caught([&] { core_.SetParameter(std::string("A\0B", 3), "C"); }).message,
+              "[c]Argument of 'SetParameter' contains a zero byte.");
 }
 
 TEST_F(HostCatalogue, ErrorsOfTheRegistryAndOfExpressionsAreTranslated)

@@ -20,6 +20,7 @@ namespace
 
 using Support::Caught;
 using Support::caught;
+using namespace std::string_literals;
 
 class Core : public testing::Test
 {
@@ -176,6 +177,36 @@ TEST_F(Core, ALineWithoutANameIsAnErrorThatNamesFileAndLine)
     EXPECT_EQ(error.message, "File '" + path_ + "', line 2: there is no name before '='.");
 }
 
+TEST_F(Core, ALineWhoseNameHasAZeroByteIsAnErrorThatNamesFileAndLine)
+{
+    const Caught error = LoadingGives("A = 1\nB\0C = 2\n"s);
+    EXPECT_EQ(error.message, "File '" + path_ + "', line 2: the name before '=' contains a zero byte.");
+    EXPECT_TRUE(error.type == typeid(EKVRError));
+    EXPECT_FALSE(core_.HasParameter("A"));
+}
+
+TEST_F(Core, AValueMayHaveAZeroByte)
+{
+    Load("A = 1\0002\n"s);
+    core_.SetParameter("B", "1\0002"s);
+    EXPECT_EQ(core_.GetParameter("A"), "1\0002"s);
+    EXPECT_EQ(core_.GetParameter("B"), "1\0002"s);
+}
+
+TEST_F(Core, ANameWithAZeroByteIsRefusedAndNotThere)
+{
+    core_.SetParameter("A", "1");
+    const Caught set = caught([this] { core_.SetParameter("A\0B"s, "2"); });
+    const Caught defined = caught([this] { core_.DefineParameter("A\0B"s, "2"); });
+    EXPECT_TRUE(set.type == typeid(EKVRCheckError));
+    EXPECT_EQ(set.message, "Argument of 'SetParameter' contains a zero byte.");
+    EXPECT_TRUE(defined.type == typeid(EKVRCheckError));
+    EXPECT_EQ(defined.message, "Argument of 'DefineParameter' contains a zero byte.");
+    EXPECT_FALSE(core_.HasParameter("A\0B"s));
+    EXPECT_EQ(core_.GetParameter("A\0B"s), "");
+    EXPECT_EQ(core_.GetParameter("A"), "1");
+}
+
 TEST_F(Core, NothingIsTakenFromAFileWithABadLine)
 {
     EXPECT_NE(LoadingGives("A = 1\nbad\nB = 2\n").message, "");
@@ -190,6 +221,15 @@ TEST_F(Core, AMissingFileIsAnErrorThatNamesFileAndReason)
     EXPECT_EQ(error.message, "File '" + path + "' can't be read.");
     EXPECT_EQ(error.details, "No such file or directory");
     EXPECT_TRUE(error.type == typeid(EKVRError));
+}
+
+TEST_F(Core, TheBeginningOfAPathIsNotTakenForTheFile)
+{
+    const std::string path = folder_.File("parameters", "A = 1\n");
+    const Caught error = caught([&] { core_.LoadParameters(path + "\0x"s); });
+    EXPECT_EQ(error.message, "File '" + path + "' can't be read.");
+    EXPECT_EQ(error.details, "Invalid argument");
+    EXPECT_FALSE(core_.HasParameter("A"));
 }
 
 TEST_F(Core, AFolderInPlaceOfAFileIsAnError)

@@ -1,3 +1,4 @@
+#include "Caught.h"
 #include "LogCapture.h"
 #include "TemporaryFolder.h"
 
@@ -186,6 +187,18 @@ TEST_F(LogProvider, AFileThatCannotBeOpenedIsAnErrorAndTheOldTargetStays)
         EXPECT_EQ(error.msg(), "File '" + missing + "' can't be opened.");
         EXPECT_EQ(error.details(), "No such file or directory");
     }
+    provider().Put(kvrLOG_FAILURE, 1, "one");
+    EXPECT_EQ(TemporaryFolder::Read(folder_.Path("log")), "one\n");
+}
+
+TEST_F(LogProvider, TheBeginningOfAPathIsNotTakenForTheFile)
+{
+    provider().SetFile(folder_.Path("log"));
+    const std::string path = folder_.Path("other");
+    const Support::Caught error = Support::caught([&] { provider().SetFile(path + std::string("\0x", 2)); });
+    EXPECT_EQ(error.message, "File '" + path + "' can't be opened.");
+    EXPECT_EQ(error.details, "Invalid argument");
+    EXPECT_FALSE(std::filesystem::exists(path));
     provider().Put(kvrLOG_FAILURE, 1, "one");
     EXPECT_EQ(TemporaryFolder::Read(folder_.Path("log")), "one\n");
 }

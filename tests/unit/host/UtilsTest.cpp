@@ -1,5 +1,7 @@
+#include "Caught.h"
 #include "TemporaryFolder.h"
 
+#include <kvr/EKVRError.h>
 #include <kvr/KVRUtils.h>
 
 #include <gtest/gtest.h>
@@ -188,6 +190,14 @@ TEST(DefaultCodeset, ItIsUtf8UntilSetOtherwise)
     SetDefaultCodeset("KOI8-R");
     EXPECT_EQ(DefaultCodeset(), "KOI8-R");
     SetDefaultCodeset("UTF-8");
+    EXPECT_EQ(DefaultCodeset(), "UTF-8");
+}
+
+TEST(DefaultCodeset, ANameWithAZeroByteIsRefusedAndTheOldOneStays)
+{
+    const Support::Caught error = Support::caught([] { SetDefaultCodeset(std::string("KOI8-R\0x", 8)); });
+    EXPECT_TRUE(error.type == typeid(EKVRCheckError));
+    EXPECT_EQ(error.message, "Argument of 'SetDefaultCodeset' contains a zero byte.");
     EXPECT_EQ(DefaultCodeset(), "UTF-8");
 }
 
