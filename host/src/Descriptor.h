@@ -10,7 +10,7 @@ class Descriptor
 {
 public:
     explicit Descriptor(int number) : number_(number) {}
-    ~Descriptor() { Close(); }
+    ~Descriptor() { Reset(-1); }
 
     Descriptor(const Descriptor&) = delete;
     Descriptor& operator=(const Descriptor&) = delete;
@@ -25,8 +25,6 @@ public:
         number_ = -1;
         return released;
     }
-
-    void Close() { Reset(-1); }
 
     /** Closes the descriptor and takes over another one. */
     void Reset(int number)
