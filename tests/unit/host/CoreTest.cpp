@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <functional>
 #include <utility>
 
@@ -226,6 +227,7 @@ TEST_F(Core, AMissingFileIsAnErrorThatNamesFileAndReason)
 TEST_F(Core, TheBeginningOfAPathIsNotTakenForTheFile)
 {
     const std::string path = folder_.File("parameters", "A = 1\n");
+    errno = 0;
     const Caught error = caught([&] { core_.LoadParameters(path + "\0x"s); });
     EXPECT_EQ(error.message, "File '" + path + "' can't be read.");
     EXPECT_EQ(error.details, "Invalid argument");
