@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <cstdarg>
 #include <memory>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -21,14 +22,50 @@ namespace KVR
 namespace
 {
 
-/** Writes the line at once, so that lines of several processes don't mix either. */
-void writeLine(int descriptor, const std::string& text)
+/** Length of the line end that the text has there, or 0: what a terminal or an editor takes for one. */
+std::size_t lineEndAt(std::string_view text, std::size_t place)
 {
-    const std::string line = text + '\n';
-    std::size_t written = 0;
-    while (written < line.size())
+    using namespace std::string_view_literals;
+    constexpr std::string_view nextLine = "\xC2\x85"sv;               // U+0085
+    constexpr std::string_view lineSeparator = "\xE2\x80\xA8"sv;      // U+2028
+    constexpr std::string_view paragraphSeparator = "\xE2\x80\xA9"sv; // U+2029
+    for (const std::string_view end :
+         {"\r\n"sv, "\n"sv, "\r"sv, "\v"sv, "\f"sv, nextLine, lineSeparator, paragraphSeparator})
     {
-        const ssize_t step = write(descriptor, line.data() + written, line.size() - written);
+        if (text.compare(place, end.size(), end) == 0)
+        {
+            return end.size();
+        }
+    }
+    return 0;
+}
+
+/** Messages hold texts of servers, which must not be able to look like messages of their own. */
+std::string linesOf(const std::string& message)
+{
+    std::string lines;
+    for (std::size_t place = 0; place < message.size();)
+    {
+        const std::size_t end = lineEndAt(message, place);
+        if (end > 0)
+        {
+            lines += "\n\t";
+            place += end;
+            continue;
+        }
+        lines += message[place++];
+    }
+    return lines + '\n';
+}
+
+/** Writes the message at once, so that those of several processes don't mix either. */
+void writeMessage(int descriptor, const std::string& message)
+{
+    const std::string lines = linesOf(message);
+    std::size_t written = 0;
+    while (written < lines.size())
+    {
+        const ssize_t step = write(descriptor, lines.data() + written, lines.size() - written);
         if (step < 0 && errno != EINTR)
         {
             return; // there is no place left to report it to
@@ -107,7 +144,7 @@ void CKVRLogProvider::Put(KVRLogLevel messageLevel, unsigned long count, const c
     }
     else
     {
-        writeLine(STDERR_FILENO, message);
+        writeMessage(STDERR_FILENO, message);
     }
 }
 
@@ -126,7 +163,7 @@ void CKVRLogProvider::SetFile(const std::string& path)
         CKVRFormatCall format(__FILE__, __func__, __LINE__);
         throw EKVRError(format(1, coreText("File '%s' can't be opened."), path.c_str()), reason);
     }
-    SetSink([file](KVRLogLevel, const std::string& text) { writeLine(file->Number(), text); });
+    SetSink([file](KVRLogLevel, const std::string& text) { writeMessage(file->Number(), text); });
 }
 
 } // namespace KVR

@@ -28,22 +28,27 @@ enum KVRLogLevel : int
  * A message is written when its level is not above the current level. It goes to standard error
  * until SetFile or SetSink says otherwise. Every operation may be called from any thread; the sink
  * is called by one thread at a time.
+ *
+ * On standard error and in a file a message is a line. Where its text has line ends (CR, LF, CR LF,
+ * VT, FF, and U+0085, U+2028 and U+2029 in UTF-8), each becomes a LF and a tab, so that what a
+ * server has sent can't look like a message of its own.
  */
 class KVR_API CKVRLogProvider
 {
 public:
     /**
-     * Receives one message, without a line end. It must neither log nor use a CKVRFormatCall; what
-     * it throws leaves Put.
+     * Receives one message as it stands, line ends in it included and none added. It must neither
+     * log nor use a CKVRFormatCall; what it throws leaves Put.
      */
     using Sink = std::function<void(KVRLogLevel level, const std::string& text)>;
 
     static CKVRLogProvider& GetLogProvider();
 
     /**
-     * Writes one message. The texts are written as they stand, a '%' in them is no format.
+     * Writes one message and keeps errno. A '%' in the texts is no format.
+     * @param messageLevel a KVRLogLevel; a message above the current level is left out
      * @param count number of texts, `text` included; the others follow as `const char*` and are
-     *        appended to the first
+     *        appended to the first. A null one is written as "(null)".
      */
     void Put(KVRLogLevel messageLevel, unsigned long count, const char* text, ...);
 
@@ -51,7 +56,7 @@ public:
     void SetSink(Sink target);
 
     /**
-     * Appends messages to the file, each with a line end.
+     * Appends messages to the file, which is made with the rights 0640 (less umask(2)) when missing.
      * @throws EKVRError when the file can't be opened, or its name contains a zero byte; the old
      *         target stays
      */

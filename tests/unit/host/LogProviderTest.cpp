@@ -154,6 +154,41 @@ TEST_F(LogProvider, AFileIsAppendedTo)
     EXPECT_EQ(TemporaryFolder::Read(path), "earlier\none %s\ntwo\n");
 }
 
+TEST_F(LogProvider, LineEndsInATextDoNotBeginANewMessage)
+{
+    const std::string path = folder_.Path("log");
+    provider().SetFile(path);
+    provider().Put(kvrLOG_FAILURE, 2, "a\nb\r\nc\rd", "\ve\ff\n");
+    provider().Put(kvrLOG_FAILURE, 1,
+                   "a\xC2\x85"
+                   "b\xE2\x80\xA8"
+                   "c\xE2\x80\xA9"
+                   "d");
+    provider().Put(kvrLOG_FAILURE, 1, "\n\r\n\n");
+    EXPECT_EQ(TemporaryFolder::Read(path), "a\n\tb\n\tc\n\td\n\te\n\tf\n\t\n"
+                                           "a\n\tb\n\tc\n\td\n"
+                                           "\n\t\n\t\n\t\n");
+    provider().SetSink({});
+    testing::internal::CaptureStderr();
+    provider().Put(kvrLOG_FAILURE, 1, "a\rb");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "a\n\tb\n");
+}
+
+TEST_F(LogProvider, CharactersBesideLineEndsAreWrittenAsTheyStand)
+{
+    const std::string text = "\t\x85 \xC3\x85 \xC2\x84 \xE2\x80\xA7 \xE2\x80\xAA \xE2\x80 \xE2";
+    provider().SetFile(folder_.Path("log"));
+    provider().Put(kvrLOG_FAILURE, 1, text.c_str());
+    EXPECT_EQ(TemporaryFolder::Read(folder_.Path("log")), text + '\n');
+}
+
+TEST_F(LogProvider, ASinkGetsLineEndsAsTheyStand)
+{
+    const Support::LogCapture log;
+    provider().Put(kvrLOG_FAILURE, 2, "a\r\nb", "\xE2\x80\xA8\n");
+    EXPECT_EQ(log.messages().at(0).second, "a\r\nb\xE2\x80\xA8\n");
+}
+
 TEST_F(LogProvider, AMissingFileIsMadeAndNotReadableForOthers)
 {
     const std::string path = folder_.Path("log");
@@ -195,6 +230,7 @@ TEST_F(LogProvider, TheBeginningOfAPathIsNotTakenForTheFile)
 {
     provider().SetFile(folder_.Path("log"));
     const std::string path = folder_.Path("other");
+    errno = 0;
     const Support::Caught error = Support::caught([&] { provider().SetFile(path + std::string("\0x", 2)); });
     EXPECT_EQ(error.message, "File '" + path + "' can't be opened.");
     EXPECT_EQ(error.details, "Invalid argument");
