@@ -7,6 +7,7 @@
 #include <kvr/EKVRError.h>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -58,6 +59,12 @@ std::string linesOf(const std::string& message)
     return lines + '\n';
 }
 
+bool waitForRoom(int descriptor)
+{
+    pollfd room = {descriptor, POLLOUT, 0};
+    return poll(&room, 1, -1) >= 0 || errno == EINTR;
+}
+
 /** Writes the message at once, so that those of several processes don't mix either. */
 void writeMessage(int descriptor, const std::string& message)
 {
@@ -66,11 +73,14 @@ void writeMessage(int descriptor, const std::string& message)
     while (written < lines.size())
     {
         const ssize_t step = write(descriptor, lines.data() + written, lines.size() - written);
-        if (step < 0 && errno != EINTR)
+        if (step >= 0)
+        {
+            written += static_cast<std::size_t>(step);
+        }
+        else if (errno == EAGAIN ? !waitForRoom(descriptor) : errno != EINTR)
         {
             return; // there is no place left to report it to
         }
-        written += step > 0 ? static_cast<std::size_t>(step) : 0U;
     }
 }
 

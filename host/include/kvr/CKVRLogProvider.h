@@ -31,7 +31,8 @@ enum KVRLogLevel : int
  *
  * On standard error and in a file a message is a line. Where its text has line ends (CR, LF, CR LF,
  * VT, FF, and U+0085, U+2028 and U+2029 in UTF-8), each becomes a LF and a tab, so that what a
- * server has sent can't look like a message of its own.
+ * server has sent can't look like a message of its own. A descriptor that does not block is waited
+ * for (poll(2)) as one that does. When writing fails, the rest of the message is lost.
  */
 class KVR_API CKVRLogProvider
 {
