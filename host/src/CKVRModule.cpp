@@ -1,4 +1,5 @@
 #include "CoreText.h"
+#include "ZeroByte.h"
 
 #include <kvr/CKVRCore.h>
 #include <kvr/CKVRFormatCall.h>
@@ -189,7 +190,7 @@ CKVRModule::~CKVRModule()
 void CKVRModule::Load(const std::string& path)
 {
     CKVRFormatCall format(__FILE__, __func__, __LINE__);
-    const bool isFile = path.find('/') != std::string::npos || path.find('\0') != std::string::npos;
+    const bool isFile = path.find('/') != std::string::npos || hasZeroByte(path);
     if (isFile && !IsFileExist(path))
     {
         throw EKVRError(format(1, coreText("File '%s' doesn't exists."), path.c_str()), "");
