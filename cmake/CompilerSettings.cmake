@@ -16,8 +16,12 @@ else()
 endif()
 
 # Hardening. _FORTIFY_SOURCE needs optimisation, and the sanitizers bring their own checks.
-target_compile_options(kvr-settings INTERFACE -fstack-protector-strong -fvisibility=hidden
-                                              -fvisibility-inlines-hidden)
+target_compile_options(kvr-settings INTERFACE -fstack-protector-strong -fstack-clash-protection
+                                              -fvisibility=hidden -fvisibility-inlines-hidden)
+target_compile_definitions(kvr-settings INTERFACE _GLIBCXX_ASSERTIONS)
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|i.86")
+  target_compile_options(kvr-settings INTERFACE -fcf-protection)
+endif()
 target_link_options(kvr-settings INTERFACE -Wl,-z,relro,-z,now)
 if(KVR_SANITIZE)
   target_compile_options(kvr-settings INTERFACE "-fsanitize=${KVR_SANITIZE}" -fno-omit-frame-pointer

@@ -11,5 +11,12 @@ install(
 install(TARGETS kvr-ldap-wrapper LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/kvr)
 install(TARGETS kvr-ldap RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 
-# It finds the host core library from where it is, as the command line does.
-set_target_properties(kvr-ldap-wrapper PROPERTIES INSTALL_RPATH "$ORIGIN/..")
+# They find the host core library from where they are, installed and in the build tree. One run path has
+# to do for both: CMake ends one that it is to edit with an empty element, which the loader reads as the
+# current directory.
+set_target_properties(kvr-core kvr-ldap-wrapper kvr-ldap PROPERTIES BUILD_WITH_INSTALL_RPATH ON)
+set_target_properties(kvr-ldap-wrapper PROPERTIES INSTALL_RPATH "$ORIGIN/..;$ORIGIN"
+                                                  INSTALL_RPATH_USE_LINK_PATH ON)
+set(to_libraries "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}" "$ORIGIN/../lib")
+list(REMOVE_DUPLICATES to_libraries)
+set_target_properties(kvr-ldap PROPERTIES INSTALL_RPATH "${to_libraries}")
