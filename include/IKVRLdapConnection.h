@@ -463,7 +463,8 @@ public:
     /**
      * Deletes the chain overlay's databases of a domain, then every database right below "cn=config" with
      * the domain's suffix, whatever its kind. Letter case does not count in suffixes: another spelling
-     * of the host's own domain deletes the main database. Does nothing when there is none.
+     * of the host's own domain deletes the main database, and so does the own domain itself when the
+     * host's GetDomainName() is empty. Does nothing when no database has the suffix.
      * @throws EKVRError for the host's own domain, as it is spelled; what DeleteDN throws
      */
     virtual void DeleteLdapProvider(const std::string& domain) = 0;

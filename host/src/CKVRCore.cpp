@@ -1,4 +1,5 @@
 #include "CoreText.h"
+#include "OwnDomain.h"
 #include "ZeroByte.h"
 
 #include <kvr/CKVRCore.h>
@@ -118,11 +119,17 @@ std::map<std::string, std::string> parseParameters(const std::string& path)
 KVRHostIdentity KVRHostIdentity::OfThisComputer()
 {
     std::array<char, HOST_NAME_MAX + 1> name = {};
-    KVRHostIdentity identity;
-    identity.serverHost = "localhost";
-    identity.hostName = gethostname(name.data(), name.size()) == 0 ? name.data() : "localhost";
-    const std::size_t dot = identity.hostName.find('.');
-    identity.domainName = dot != std::string::npos ? identity.hostName.substr(dot + 1) : "";
+    return OfComputer(gethostname(name.data(), name.size()) == 0 ? name.data() : "localhost");
+}
+
+KVRHostIdentity KVRHostIdentity::OfComputer(const std::string& hostName)
+{
+    KVRHostIdentity identity{domainOfHost(hostName), "localhost", hostName};
+    if (identity.domainName.empty())
+    {
+        std::ifstream resolver("/etc/resolv.conf");
+        identity.domainName = searchDomainOf(resolver);
+    }
     return identity;
 }
 
@@ -162,7 +169,13 @@ std::shared_ptr<CKVRInterface> CKVRCore::FindInterface(const std::string& name) 
 
 const std::string& CKVRCore::GetDomainName()
 {
-    return identity_.domainName;
+    std::string name = GetParameter("KVR_DOMAIN_NAME");
+    for (const std::string& next : {domainOfDn(GetParameter("DOMAIN_DN")), identity_.domainName})
+    {
+        name = name.empty() ? next : name;
+    }
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return *domainNames_.insert(name).first;
 }
 
 const std::string& CKVRCore::GetServerHost()

@@ -73,17 +73,13 @@ void setParameters(CKVRCore& core, const std::vector<Parameter>& parameters,
 /** The identity is fixed when the host object is made, so a first one only reads the parameters. */
 KVRHostIdentity identityFrom(CKVRCore& parameters)
 {
-    KVRHostIdentity identity = KVRHostIdentity::OfThisComputer();
-    const auto take = [&parameters](const char* name, std::string& value)
+    KVRHostIdentity identity = parameters.HasParameter("KVR_HOST_NAME")
+                                   ? KVRHostIdentity::OfComputer(parameters.GetParameter("KVR_HOST_NAME"))
+                                   : KVRHostIdentity::OfThisComputer();
+    if (parameters.HasParameter("KVR_SERVER_HOST"))
     {
-        if (parameters.HasParameter(name))
-        {
-            value = parameters.GetParameter(name);
-        }
-    };
-    take("KVR_DOMAIN_NAME", identity.domainName);
-    take("KVR_SERVER_HOST", identity.serverHost);
-    take("KVR_HOST_NAME", identity.hostName);
+        identity.serverHost = parameters.GetParameter("KVR_SERVER_HOST");
+    }
     return identity;
 }
 

@@ -4,6 +4,7 @@
 
 #include <map>
 #include <mutex>
+#include <set>
 
 namespace KVR
 {
@@ -11,12 +12,18 @@ namespace KVR
 /** Names that a host knows itself by. */
 struct KVRHostIdentity
 {
-    std::string domainName; /**< DNS name of the domain that the installation serves */
+    std::string domainName; /**< DNS name of the domain that the installation serves, "" if unknown */
     std::string serverHost; /**< host of the domain's server */
     std::string hostName;   /**< this computer */
 
-    /** This computer's name, its domain part, and "localhost" as server. */
+    /**
+     * This computer's name and "localhost" as server. The domain is that of the host name, else the first
+     * search domain of the resolver's file; the network is not asked.
+     */
     KVR_API static KVRHostIdentity OfThisComputer();
+
+    /** As OfThisComputer, under another host name. */
+    KVR_API static KVRHostIdentity OfComputer(const std::string& hostName);
 };
 
 /**
@@ -53,6 +60,12 @@ public:
     /** The registered interface, or null. */
     std::shared_ptr<CKVRInterface> FindInterface(const std::string& name) const;
 
+    /**
+     * The parameter KVR_DOMAIN_NAME, else the domain of the parameter DOMAIN_DN if that is one of "dc"
+     * components, else the identity's. Empty means unknown: then nothing protects the own domain in
+     * IKVRLdapConnection::DeleteLdapProvider.
+     * @return a name that stays as it is as long as the core lives
+     */
     const std::string& GetDomainName() override;
     const std::string& GetServerHost() override;
     const std::string& GetHostName() override;
@@ -71,8 +84,9 @@ public:
 private:
     using Parameters = std::map<std::string, std::string>;
 
-    KVRHostIdentity identity_;
+    const KVRHostIdentity identity_;
     mutable std::mutex mutex_;
+    std::set<std::string> domainNames_; /**< every name that was handed out by reference */
     Parameters overrides_;
     Parameters fromFile_;
     Parameters defaults_;

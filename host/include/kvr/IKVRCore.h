@@ -24,7 +24,10 @@ class KVR_API IKVRCore
 public:
     virtual void Reserved00();
 
-    /** [slot 1] Name of the domain that this installation serves. */
+    /**
+     * [slot 1] DNS name of the domain that this installation serves; "" when it is unknown, and then
+     * nothing keeps modules from deleting that domain's database.
+     */
     virtual const std::string& GetDomainName() = 0;
 
     /** [slot 2] Host name of the domain's server, usable behind "ldap://". */

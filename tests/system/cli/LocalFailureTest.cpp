@@ -140,6 +140,42 @@ TEST(CliParameters, NameTheHost)
     EXPECT_EQ(outcome.out, "ldap://localhost\nldap://srv1.example.com\nldap://srv2.example.com\n");
 }
 
+/** In a box whose resolver searches as given, a host of this name deletes the provider of a domain. */
+Outcome deletingOn(const std::string& host, const std::string& resolver, const std::string& arguments)
+{
+    const TemporaryFile file(resolver);
+    return shell("\"$KVR_SANDBOX_TOOL\" --host " + host + " -- bash -c 'mount --bind " + file.path() +
+                 " /etc/resolv.conf && \"$KVR_LDAP\" provider delete --yes --uri ldap://127.0.0.1:1 " +
+                 arguments + "'");
+}
+
+TEST(CliOwnDomain, IsThatOfTheHostNameOrElseTheFirstOneThatTheResolverSearches)
+{
+    const char* const resolver = "nameserver 127.0.0.1\nsearch found.org other.org\n";
+    const std::string ownDomain = "is the own domain, whose database would go with its data";
+    const std::string otherHost = "--param KVR_HOST_NAME=station ";
+    EXPECT_THAT(deletingOn("srv1.named.org", resolver, "named.org").err, HasSubstr(ownDomain));
+    EXPECT_EQ(deletingOn("srv1.named.org", resolver, "found.org").status, 5);
+    EXPECT_THAT(deletingOn("srv1", resolver, "found.org").err, HasSubstr(ownDomain));
+    EXPECT_EQ(deletingOn("srv1", resolver, "other.org").status, 5);
+    EXPECT_THAT(deletingOn("srv1.named.org", resolver, otherHost + "found.org").err, HasSubstr(ownDomain));
+}
+
+TEST(CliOwnDomain, ThatIsUnknownKeepsProvidersFromBeingChanged)
+{
+    for (const std::string change : {"add a.org srv3", "update a.org srv3", "delete a.org --yes"})
+    {
+        const Outcome outcome =
+            shell("\"$KVR_SANDBOX_TOOL\" --host srv1 -- \"$KVR_LDAP\" provider " + change);
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_EQ(outcome.err,
+                  "kvr-ldap: provider " + change.substr(0, change.find(' ')) +
+                      ": the own domain is unknown; nothing is changed\n"
+                      "kvr-ldap: hint: KVR_DOMAIN_NAME and DOMAIN_DN say which domain is the own "
+                      "one\n");
+    }
+}
+
 TEST(CliUris, AreThoseOfLdapConf)
 {
     const Outcome outcome =

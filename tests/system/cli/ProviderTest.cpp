@@ -22,6 +22,13 @@ protected:
         ASSERT_EQ(run(asHost({"provider", "add", "other.org", uri})).status, 0);
     }
 
+    /** The command for a host whose own domain has nothing to do with the server. */
+    static std::vector<std::string> elsewhere(std::vector<std::string> command)
+    {
+        command.insert(command.end(), {"--param", "KVR_DOMAIN_NAME=elsewhere.org"});
+        return command;
+    }
+
     static void expectMainDatabaseWithData()
     {
         EXPECT_TRUE(exists(mainDatabase));
@@ -79,9 +86,9 @@ TEST_F(CliProvider, TheDomainNameTellsItWithoutABaseDn)
     expectMainDatabaseWithData();
 }
 
-TEST_F(CliProvider, AHostThatDoesNotKnowItsDomainDeletesNoDatabaseWithDataEither)
+TEST_F(CliProvider, AHostOfAnotherDomainDeletesNoDatabaseWithDataEither)
 {
-    expectRefusal({"provider", "delete", "EXAMPLE.COM", "--yes"}, 1,
+    expectRefusal(elsewhere({"provider", "delete", "EXAMPLE.COM", "--yes"}), 1,
                   "kvr-ldap: provider delete: the suffix of 'EXAMPLE.COM' is served by "
                   "olcDatabase=" KVR_MAIN_DATABASE
                   ",cn=config (dc=example,dc=com), which is no \"ldap\" database and would go "
@@ -140,7 +147,7 @@ TEST_F(CliProvider, AnUnknownOneIsNotFound)
         std::vector<std::string> words{"provider", command, "other.org"};
         if (command == "update")
         {
-            words.emplace_back("srv4");
+            words = elsewhere({"provider", command, "other.org", "srv4"});
         }
         expectRefusal(words, 3,
                       "kvr-ldap: provider " + command + ": there is no provider of the domain 'other.org'\n");
@@ -149,7 +156,8 @@ TEST_F(CliProvider, AnUnknownOneIsNotFound)
 
 TEST_F(CliProvider, DeletingWhatIsNotThereChangesNothing)
 {
-    expectLine({"provider", "delete", "other.org"}, "unchanged provider other.org, it is not there");
+    expectLine(elsewhere({"provider", "delete", "other.org"}),
+               "unchanged provider other.org, it is not there");
 }
 
 TEST_F(CliProvider, TheOwnDomainGetsNone)
@@ -165,7 +173,7 @@ TEST_F(CliProvider, ASuffixThatADatabaseServesGetsNone)
     for (const std::string domain : {"EXAMPLE.com", "sub.example.com"})
     {
         const std::string suffix = domain == "EXAMPLE.com" ? "dc=EXAMPLE,dc=com" : "dc=sub,dc=example,dc=com";
-        expectRefusal({"provider", "add", domain, "srv3"}, 1,
+        expectRefusal(elsewhere({"provider", "add", domain, "srv3"}), 1,
                       "kvr-ldap: provider add: the suffix '" + suffix +
                           "' is served already by olcDatabase=" KVR_MAIN_DATABASE
                           ",cn=config (dc=example,dc=com); nothing is "
@@ -282,7 +290,7 @@ TEST_F(CliProvider, ADomainIsADnsName)
 
 TEST_F(CliProvider, AQuotationMarkInTheDaemonsNameIsRefused)
 {
-    expectRefusal({"provider", "add", "other.org", "srv3", "--param", "KVRD_USER=a\"b"}, 2,
+    expectRefusal(elsewhere({"provider", "add", "other.org", "srv3", "--param", "KVRD_USER=a\"b"}), 2,
                   "kvr-ldap: provider add: the host parameter KVRD_USER is 'a\"b'\n"
                   "kvr-ldap: hint: it must not have quotation marks\n");
     expectNothingAdded();
@@ -290,18 +298,19 @@ TEST_F(CliProvider, AQuotationMarkInTheDaemonsNameIsRefused)
 
 TEST_F(CliProvider, ADaemonWithoutANameIsTold)
 {
-    const Outcome outcome = run({"provider", "add", "other.org", "srv3", "--param", "KVRD_USER=kvrd"});
+    const Outcome outcome =
+        run(elsewhere({"provider", "add", "other.org", "srv3", "--param", "KVRD_USER=kvrd"}));
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.err,
               "kvr-ldap: provider add: the host parameter REALM is not set, and missing in the name "
               "of the daemon that is stored\n");
-    EXPECT_EQ(run({"provider", "add", "third.org", "srv4", "-q"}).err, "");
+    EXPECT_EQ(run(elsewhere({"provider", "add", "third.org", "srv4", "-q"})).err, "");
 }
 
 TEST_F(CliProvider, AnUpdateTellsWhatARunningServerKeeps)
 {
     addOther();
-    expectLine({"provider", "update", "Other.Org", "ldap://srv4:1389"},
+    expectLine(elsewhere({"provider", "update", "Other.Org", "ldap://srv4:1389"}),
                "modified provider Other.Org, it is at ldap://srv4:1389 now; a running server keeps its open "
                "connections to the old address until they end or it restarts");
     EXPECT_THAT(values(first, "olcDbURI"), ElementsAre("ldap://srv4:1389"));
@@ -311,7 +320,7 @@ TEST_F(CliProvider, AnUpdateTellsWhatARunningServerKeeps)
 TEST_F(CliProvider, AnUpdateToTheSameAddressChangesNothing)
 {
     addOther("srv3");
-    expectLine({"provider", "update", "other.org", "ldap://srv3"},
+    expectLine(elsewhere({"provider", "update", "other.org", "ldap://srv3"}),
                "unchanged provider other.org, it is at ldap://srv3 already");
 }
 
@@ -319,7 +328,7 @@ TEST_F(CliProvider, AnUpdateOfHalfAProviderChangesNothing)
 {
     addOther();
     ASSERT_EQ(run({"delete", second}).status, 0);
-    expectRefusal({"provider", "update", "other.org", "srv4"}, 1,
+    expectRefusal(elsewhere({"provider", "update", "other.org", "srv4"}), 1,
                   "kvr-ldap: provider update: only half of the provider is there: " + std::string(first) +
                       " (dc=other,dc=org at ldap://srv3.other.org); nothing is changed\n"
                       "kvr-ldap: hint: it needs a database of the type \"ldap\" with the same suffix below "
@@ -408,7 +417,8 @@ TEST_F(CliProvider, AServerWithoutTheOverlayCanHaveNone)
                       "kvr-ldap: hint: a provider needs it; its DN must be " + chainOverlay + "\n");
     expectRefusal({"provider", "list"}, 0, "kvr-ldap: provider list: " + reason);
     expectRefusal({"provider", "list", "-q"}, 0, "");
-    expectLine({"provider", "delete", "other.org"}, "unchanged provider other.org, it is not there");
+    expectLine(elsewhere({"provider", "delete", "other.org"}),
+               "unchanged provider other.org, it is not there");
     EXPECT_EQ(run({"provider", "show", "other.org"}).status, 3);
     EXPECT_THAT(run({"overview"}).out, HasSubstr("\nLDAP providers\n  not shown: " + reason));
 }

@@ -1,8 +1,10 @@
-// A plug-in that says what it is and registers nothing; built a second time, it fails at its start.
+// A plug-in with another interface than "ldap"; built a second time, it fails at its start.
 
+#include <kvr/CKVRInterface.h>
 #include <kvr/IKVRCore.h>
 #include <kvr/KVRModuleInfo.h>
 
+#include <memory>
 #include <stdexcept>
 
 extern "C"
@@ -13,8 +15,9 @@ extern "C"
         return &info;
     }
 
-    KVR_API bool module_init(KVR::IKVRCore& /*core*/)
+    KVR_API bool module_init(KVR::IKVRCore& core)
     {
+        core.RegisterInterface(std::make_shared<KVR::CKVRInterface>("silent"));
 #ifdef KVR_FAIL_AT_START
         throw std::runtime_error("no room today");
 #else
@@ -22,5 +25,8 @@ extern "C"
 #endif
     }
 
-    KVR_API void module_done(KVR::IKVRCore& /*core*/) {}
+    KVR_API void module_done(KVR::IKVRCore& core)
+    {
+        core.UnregisterInterface("silent");
+    }
 }

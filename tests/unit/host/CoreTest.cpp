@@ -6,9 +6,7 @@
 #include <kvr/EKVRError.h>
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <functional>
 #include <utility>
@@ -62,16 +60,24 @@ TEST_F(Core, NamesAreThoseOfTheIdentity)
     EXPECT_EQ(core_.GetHostName(), "station");
 }
 
-TEST_F(Core, TheIdentityOfThisComputerHasItsHostNameAndDomainPart)
+TEST_F(Core, TheOwnDomainIsWhatIsSaidAndElseTheIdentitys)
 {
-    std::array<char, 256> buffer = {};
-    ASSERT_EQ(gethostname(buffer.data(), buffer.size() - 1), 0);
-    const std::string hostName = buffer.data();
-    const std::size_t dot = hostName.find('.');
-    CKVRCore core;
-    EXPECT_EQ(core.GetHostName(), hostName);
-    EXPECT_EQ(core.GetDomainName(), dot == std::string::npos ? "" : hostName.substr(dot + 1));
-    EXPECT_EQ(core.GetServerHost(), "localhost");
+    const std::string& ofIdentity = core_.GetDomainName();
+    core_.DefineParameter("DOMAIN_DN", "dc=said,dc=org");
+    const std::string& ofDn = core_.GetDomainName();
+    core_.SetParameter("KVR_DOMAIN_NAME", "name.said.org");
+    EXPECT_EQ(core_.GetDomainName(), "name.said.org");
+    core_.SetParameter("KVR_DOMAIN_NAME", "");
+    EXPECT_EQ(core_.GetDomainName(), "said.org");
+    core_.SetParameter("DOMAIN_DN", "o=said");
+    EXPECT_EQ(core_.GetDomainName(), "example.com");
+    EXPECT_EQ(ofIdentity, "example.com") << "names that were handed out stay";
+    EXPECT_EQ(ofDn, "said.org");
+}
+
+TEST_F(Core, AnUnknownOwnDomainIsEmpty)
+{
+    EXPECT_EQ(CKVRCore(KVRHostIdentity{"", "server", "station"}).GetDomainName(), "");
 }
 
 TEST_F(Core, AnUnknownParameterIsEmptyAndNotThere)

@@ -44,16 +44,20 @@ std::string requireDomain(const Context& context, const ProviderArguments& argum
     return *domain;
 }
 
-/** @param why what would happen to the own domain */
+/** @param why what would happen to the own domain; an unknown one could be any */
 void requireForeign(const Context& context, const std::string& domain, const std::string& why)
 {
     const std::string suffix = DomainToDn(domain);
+    const char* const advice = "KVR_DOMAIN_NAME and DOMAIN_DN say which domain is the own one";
     const std::string& own = context.session.Host().GetDomainName();
     const std::string ownDn = context.session.HostParameter("DOMAIN_DN");
+    if (own.empty() && ownDn.empty())
+    {
+        throw context.UsageFailure("the own domain is unknown; nothing is changed", advice);
+    }
     if ((!own.empty() && IsSameDn(suffix, DomainToDn(own))) || (!ownDn.empty() && IsSameDn(suffix, ownDn)))
     {
-        throw context.UsageFailure(inQuotes(domain) + " is the own domain" + why,
-                                   "KVR_DOMAIN_NAME and DOMAIN_DN say which domain is the own one");
+        throw context.UsageFailure(inQuotes(domain) + " is the own domain" + why, advice);
     }
 }
 
