@@ -77,7 +77,8 @@ public:
      *        without it), until a Connect to another target, also a failed one, replaces them.
      *        A scheme in the target is not looked at
      * @param type anonymous bind, or SASL GSSAPI with the ticket cache that the environment
-     *        variable KRB5CCNAME names
+     *        variable KRB5CCNAME names. It is only read; an empty one must not reach the Kerberos
+     *        library, which reads past its end
      * @return true
      * @throws EKVRCheckError when the target is empty or a session exists already
      * @throws EKVRError when the resulting URI is no LDAP URL

@@ -24,8 +24,9 @@ constexpr const char* noServerKey =
 
 // The texts of a server without keys say that credentials are missing too, so what is looked for is
 // what only one failure says.
-constexpr std::array<KnownText, 11> knownTexts{{
+constexpr std::array<KnownText, 12> knownTexts{{
     {"KRB5CCNAME not set", nullptr, noTicket},
+    {"KRB5CCNAME is empty", nullptr, noTicket},
     {"No Kerberos credentials available", nullptr, noTicket},
     {"context has expired", nullptr, expired},
     {"Ticket expired", nullptr, expired},

@@ -8,6 +8,7 @@
 #include <EKVROpenLdapError.h>
 #include <kvr/KVRUtils.h>
 
+#include <cstdlib>
 #include <utility>
 
 namespace KVR::Cli
@@ -132,6 +133,17 @@ Failure connectFailure(const EKVRError& error, const std::string& uris, IKVRLdap
     return failure;
 }
 
+/** The Kerberos library reads past the end of an empty name. */
+void requireCacheName(const std::string& uris)
+{
+    const char* const name = std::getenv("KRB5CCNAME"); // NOLINT(concurrency-mt-unsafe): one thread
+    if (name != nullptr && *name == '\0')
+    {
+        const std::string reason = "KRB5CCNAME is empty";
+        throw Failure(ExitCode::NoConnection, "connecting to " + uris, reason, KerberosHelp(reason));
+    }
+}
+
 } // namespace
 
 Session::Session(const GlobalOptions& options, const Charset& charset) : options_(options)
@@ -184,6 +196,10 @@ IKVRLdapConnection& Session::Connection()
     if (uris.empty())
     {
         throw Failure(ExitCode::Usage, "connecting", "no server is given", "--uri ldap://HOST names one");
+    }
+    if (options_.auth == "gssapi")
+    {
+        requireCacheName(uris);
     }
     const std::shared_ptr<IKVRLdapConnection> connection = wrapper_->getConnection();
     try

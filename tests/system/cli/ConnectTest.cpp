@@ -105,13 +105,21 @@ TEST(CliConnect, AServerThatHangsUpEndsWith5)
 
 TEST(CliConnect, KerberosWithoutCacheNameEndsWith5AndAHint)
 {
-    LdapResponder server;
-    const Outcome outcome = show(server.uri(), {"--auth", "gssapi"});
-    EXPECT_EQ(outcome.status, 5);
-    EXPECT_EQ(outcome.err,
-              "kvr-ldap: connecting to " + server.uri() +
-                  ": OpenLDAP error can't bind via GGSAPI: KRB5CCNAME not set\n"
-                  "kvr-ldap: hint: KRB5CCNAME must name a cache with a valid ticket; get one with kinit\n");
+    const std::pair<std::optional<std::string>, std::string> names[] = {
+        {std::nullopt, "OpenLDAP error can't bind via GGSAPI: KRB5CCNAME not set"},
+        {"", "KRB5CCNAME is empty"}};
+    for (const auto& [name, reason] : names)
+    {
+        LdapResponder server;
+        Setting setting;
+        setting.environment = {{"KRB5CCNAME", name}};
+        const Outcome outcome = show(server.uri(), {"--auth", "gssapi"}, setting);
+        EXPECT_EQ(outcome.status, 5);
+        EXPECT_EQ(
+            outcome.err,
+            "kvr-ldap: connecting to " + server.uri() + ": " + reason +
+                "\nkvr-ldap: hint: KRB5CCNAME must name a cache with a valid ticket; get one with kinit\n");
+    }
 }
 
 TEST(CliConnect, KerberosWithoutTicketShowsTheLibrarysOwnWords)

@@ -24,6 +24,7 @@ constexpr const char* general = "klist shows the tickets of the cache that KRB5C
 TEST(CliKerberosHelp, WithoutACacheThatHasATicket)
 {
     EXPECT_EQ(KerberosHelp("OpenLDAP error can't bind via GGSAPI: KRB5CCNAME not set"), kinit);
+    EXPECT_EQ(KerberosHelp("KRB5CCNAME is empty"), kinit);
     EXPECT_EQ(
         KerberosHelp(noCredentials + "(No Kerberos credentials available (default cache: FILE:/tmp/none))"),
         kinit);
