@@ -1,5 +1,9 @@
-// A host as others build it: it includes the public headers, is linked to the host core library
-// only, and meets the module through the three entry points.
+// A host as others build it: it includes the public headers, is linked to the host core library and
+// meets the module through the three entry points.
+
+#include "Caught.h"
+#include "LogCapture.h"
+#include "RecordingHost.h"
 
 #include <EKVROpenLdapError.h>
 #include <IKVRLdapConnection.h>
@@ -21,6 +25,7 @@ namespace
 {
 
 using namespace KVR;
+using Support::caught;
 
 /** Nothing listens on this port. */
 constexpr char closedPort[] = "127.0.0.1:1";
@@ -190,6 +195,52 @@ TEST_F(ModuleInHost, RefusesAHostOfAnotherType)
     EXPECT_THROW(CKVRModule(other, KVR_MODULE_FILE, 2), EKVRError);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "Invalid host type 2.\n");
     EXPECT_EQ(other.FindInterface("ldap"), nullptr);
+}
+
+TEST_F(ModuleInHost, RunsForOneHostOfAProcess)
+{
+    const auto registered = wrapper();
+    CKVRCore other{KVRHostIdentity{"example.org", "srv.example.org", "host.example.org"}};
+    EXPECT_EQ(caught([&] { const CKVRModule second(other, KVR_MODULE_FILE); }).message,
+              "Module '" KVR_MODULE_FILE "' registered no interface 'ldap'.");
+    EXPECT_EQ(other.FindInterface("ldap"), nullptr);
+    EXPECT_EQ(wrapper(), registered);
+    module.reset();
+    const CKVRModule second(other, KVR_MODULE_FILE);
+    EXPECT_NE(other.FindInterface("ldap"), nullptr);
+}
+
+TEST_F(ModuleInHost, IsNotStartedASecondTimeForTheSameHost)
+{
+    const auto registered = wrapper();
+    EXPECT_EQ(caught([&] { const CKVRModule second(host, KVR_MODULE_FILE); }).message,
+              "Module '" KVR_MODULE_FILE "': there is an interface 'ldap' already.");
+    EXPECT_EQ(wrapper(), registered);
+    EXPECT_NE(wrapper()->getConnection(), nullptr);
+}
+
+TEST_F(ModuleInHost, OfAHostWhoseWithdrawalFailedIsNoSoundHandleAnyMore)
+{
+    module.reset();
+    const Support::LogCapture log;
+    Support::RecordingHost throwing;
+    {
+        const CKVRModule first(throwing, KVR_MODULE_FILE);
+        throwing.onCall = [&throwing](const std::string& /*call*/)
+        {
+            throwing.onCall = nullptr;
+            throw std::runtime_error("refused by the host");
+        };
+    }
+    EXPECT_EQ(throwing.registered, nullptr) << "the second attempt withdraws the interface";
+    EXPECT_EQ(log.messages().size(), 1U);
+    EXPECT_EQ(caught([&] { load(); }).message, "Module '" KVR_MODULE_FILE "' registered no interface 'ldap'.")
+        << "the module still takes itself for started";
+    {
+        const CKVRModule stopping(throwing, KVR_MODULE_FILE);
+    }
+    load();
+    EXPECT_NE(wrapper(), nullptr);
 }
 
 } // namespace

@@ -39,14 +39,14 @@ bool isLoaded(const std::string& path)
     return handle != nullptr;
 }
 
-/** Closes what the loader left open. */
+/** Closes the one handle that the loader left open. */
 void unload(const std::string& path)
 {
-    while (void* const handle = dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD))
-    {
-        dlclose(handle);
-        dlclose(handle);
-    }
+    void* const handle = dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD);
+    ASSERT_NE(handle, nullptr);
+    dlclose(handle);
+    dlclose(handle);
+    EXPECT_FALSE(isLoaded(path));
 }
 
 class ModuleLoader : public testing::Test
@@ -142,6 +142,19 @@ TEST_F(ModuleLoader, AFileThatIsNoSharedObjectGivesTheLoadersReason)
     EXPECT_TRUE(error.type == typeid(EKVRError));
     EXPECT_EQ(error.message, "Module '" + path + "' can't be loaded.");
     EXPECT_EQ(error.details, path + ": invalid ELF header");
+}
+
+TEST_F(ModuleLoader, AModuleThatLacksAFunctionIsNotLoaded)
+{
+    const Caught error = LoadingGives(fake("unresolved"));
+    EXPECT_EQ(error.message, "Module '" + fake("unresolved") + "' can't be loaded.");
+    EXPECT_THAT(error.details, testing::HasSubstr("undefined symbol: _Z14definedNowherev"));
+}
+
+TEST_F(ModuleLoader, AModulesFunctionsAreNotForOthers)
+{
+    const CKVRModule module(core_, fake("good"));
+    EXPECT_EQ(dlsym(RTLD_DEFAULT, "module_init"), nullptr);
 }
 
 TEST_F(ModuleLoader, ASharedObjectWithoutEntryPointsIsNoModule)
@@ -269,6 +282,7 @@ TEST_F(ModuleLoader, NothingThatAHostThrowsLeavesTheDestructor)
         EXPECT_EQ(host.count("UnregisterInterface"), 2U) << "the module's attempt, and the loader's";
         EXPECT_TRUE(isLoaded(fake("good"))) << "the interface that stays needs its code";
         host.registered.reset();
+        unload(fake("good"));
     }
     const std::vector<Support::LogCapture::Message> expected = {
         {kvrLOG_FAILURE, "A module failed to stop: no"},
@@ -276,7 +290,6 @@ TEST_F(ModuleLoader, NothingThatAHostThrowsLeavesTheDestructor)
         {kvrLOG_FAILURE, "A module failed to stop."},
         {kvrLOG_FAILURE, "A module failed to stop."}};
     EXPECT_EQ(log.messages(), expected);
-    unload(fake("good"));
 }
 
 TEST_F(ModuleLoader, AHostThatThrowsWhileAFailedStartIsUndoneDoesNotReplaceTheError)
