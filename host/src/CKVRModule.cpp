@@ -103,53 +103,55 @@ std::int64_t majorOf(std::int64_t version)
     return version >> 16;
 }
 
-using StartedModule = std::pair<const void*, const IKVRCore*>;
+/** A core and the name of an interface. */
+using Place = std::pair<const IKVRCore*, std::string>;
 
-struct StartedModules
+struct TakenPlaces
 {
     std::mutex mutex;
-    std::set<StartedModule> modules;
+    std::multiset<Place> places;
 };
 
-StartedModules& startedModules()
+TakenPlaces& takenPlaces()
 {
     // Never destroyed: modules in statics of the host end later.
-    static StartedModules& started = *std::make_unique<StartedModules>().release();
-    return started;
+    static TakenPlaces& taken = *std::make_unique<TakenPlaces>().release();
+    return taken;
 }
 
 } // namespace
 
 /**
- * The right to withdraw a library's interface from a core. The first of several live handles has it:
- * a module that runs already takes a second start for done and registers nothing.
+ * The share that a handle has in the interface of a name. Which of several handles has registered it,
+ * can't be seen: a module that runs already takes a second start for done. So the last one withdraws it.
  */
 class CKVRModule::Claim
 {
 public:
-    Claim(const void* library, const IKVRCore& core) : module_(library, &core)
+    Claim(const IKVRCore& core, const char* name) : place_(&core, name)
     {
-        const std::lock_guard<std::mutex> lock(startedModules().mutex);
-        isFirst_ = startedModules().modules.insert(module_).second;
+        const std::lock_guard<std::mutex> lock(takenPlaces().mutex);
+        takenPlaces().places.insert(place_);
     }
 
     ~Claim()
     {
-        const std::lock_guard<std::mutex> lock(startedModules().mutex);
-        if (isFirst_)
-        {
-            startedModules().modules.erase(module_);
-        }
+        const std::lock_guard<std::mutex> lock(takenPlaces().mutex);
+        takenPlaces().places.erase(takenPlaces().places.find(place_));
     }
 
     Claim(const Claim&) = delete;
     Claim& operator=(const Claim&) = delete;
 
-    bool IsFirst() const { return isFirst_; }
+    /** True when no other live handle has a share. */
+    bool IsOnlyOne() const
+    {
+        const std::lock_guard<std::mutex> lock(takenPlaces().mutex);
+        return takenPlaces().places.count(place_) == 1;
+    }
 
 private:
-    const StartedModule module_;
-    bool isFirst_ = false;
+    const Place place_;
 };
 
 void CKVRModule::Close::operator()(void* handle) const
@@ -169,19 +171,25 @@ CKVRModule::CKVRModule(IKVRCore& core, const std::string& path, std::int32_t hos
 
 CKVRModule::CKVRModule(IKVRCore& core, const CKVRCore* registry, const std::string& path,
                        std::int32_t hostType)
-    : core_(core)
+    : core_(core), registry_(registry)
 {
     Load(path);
     const auto getModuleInfo = entryPoint<KVRGetModuleInfo>(library_.get(), "get_module_info", path);
     const auto moduleInit = entryPoint<KVRModuleInit>(library_.get(), "module_init", path);
     done_ = entryPoint<KVRModuleDone>(library_.get(), "module_done", path);
     Describe(getModuleInfo, path, hostType);
-    Start(moduleInit, registry, path);
+    Start(moduleInit, path);
 }
 
 CKVRModule::~CKVRModule()
 {
-    if (claim_->IsFirst() && !attempt([this] { done_(core_); }))
+    if (!claim_->IsOnlyOne())
+    {
+        KeepCode();
+        return;
+    }
+    const bool isDone = attempt([this] { done_(core_); });
+    if (!isDone || registry_ != nullptr)
     {
         Withdraw();
     }
@@ -230,16 +238,19 @@ void CKVRModule::Describe(KVRGetModuleInfo getModuleInfo, const std::string& pat
     }
 }
 
-void CKVRModule::Start(KVRModuleInit moduleInit, const CKVRCore* registry, const std::string& path)
+void CKVRModule::Start(KVRModuleInit moduleInit, const std::string& path)
 {
     const char* const name = info_->interfaceName;
     CKVRFormatCall format(__FILE__, __func__, __LINE__);
-    if (registry != nullptr && registry->FindInterface(name))
+    if (registry_ != nullptr && registry_->FindInterface(name))
     {
         throw EKVRError(
             format(2, coreText("Module '%s': there is an interface '%s' already."), path.c_str(), name), "");
     }
-    claim_ = std::make_unique<Claim>(library_.get(), core_);
+    claim_ = std::make_unique<Claim>(core_, name);
+    // A start that fails leaves the code in memory: the error may be of the module, and what the module
+    // has registered by other names can't be seen.
+    void* const library = library_.release();
     bool isStarted = false;
     try
     {
@@ -247,7 +258,6 @@ void CKVRModule::Start(KVRModuleInit moduleInit, const CKVRCore* registry, const
     }
     catch (...)
     {
-        KeepCode();
         Withdraw();
         throw;
     }
@@ -256,23 +266,24 @@ void CKVRModule::Start(KVRModuleInit moduleInit, const CKVRCore* registry, const
         Withdraw();
         throw EKVRError(format(1, coreText("Module '%s' could not be started."), path.c_str()), "");
     }
-    if (registry != nullptr && !registry->FindInterface(name))
+    if (registry_ != nullptr && !registry_->FindInterface(name))
     {
         throw EKVRError(format(2, coreText("Module '%s' registered no interface '%s'."), path.c_str(), name),
                         "");
     }
+    library_.reset(library);
 }
 
 /** Drops what the module left in the registry; where that fails, the code must stay for it. */
 void CKVRModule::Withdraw()
 {
-    if (claim_->IsFirst() && !attempt([this] { core_.UnregisterInterface(info_->interfaceName); }))
+    if (claim_->IsOnlyOne() && !attempt([this] { core_.UnregisterInterface(info_->interfaceName); }))
     {
         KeepCode();
     }
 }
 
-/** An error in flight may need the module's code: its type, its destructor, its texts. */
+/** What is still registered or thrown needs the module's code: its functions, its types, its texts. */
 void CKVRModule::KeepCode()
 {
     static_cast<void>(library_.release());

@@ -16,10 +16,11 @@ class CKVRCore;
  * interface, the destructor withdraws the module and closes the shared object.
  *
  * A module runs once in a process: for a second core, and for a core that has its interface already, a
- * handle is refused where this can be seen. Of several handles that one core has for a shared object,
- * the first withdraws the interface.
+ * handle is refused where this can be seen. Of several live handles that a core has for interfaces of one
+ * name, the last withdraws it.
  *
- * The core must outlive the module. Use from one thread.
+ * The core must outlive the module. Objects that the module handed out end before the handle, unless the
+ * module's code stays in memory by itself (ld(1), nodelete). Use from one thread.
  */
 class KVR_API CKVRModule
 {
@@ -32,8 +33,8 @@ public:
      * @throws EKVRError when the file is missing, is no shared object or no module, when the module
      *         refuses the host type, is of another kind or major version than the host's, when the
      *         core has an interface of its name already, when its start fails or registers none;
-     *         errors thrown by the module itself pass unchanged; the shared object of a module that
-     *         throws stays loaded, because the error may need its code
+     *         errors thrown by the module itself pass unchanged; the shared object of a module whose
+     *         start fails stays loaded, because the error and what it registered may need its code
      */
     CKVRModule(CKVRCore& core, const std::string& path, std::int32_t hostType = kvrHOST_CORE);
 
@@ -45,7 +46,7 @@ public:
 
     /**
      * Throws nothing: errors of the module and of the core are logged. When the interface can't be
-     * withdrawn, the shared object stays loaded.
+     * withdrawn, or another live handle has a share in it, the shared object stays loaded.
      */
     ~CKVRModule();
 
@@ -67,11 +68,12 @@ private:
 
     void Load(const std::string& path);
     void Describe(KVRGetModuleInfo getModuleInfo, const std::string& path, std::int32_t hostType);
-    void Start(KVRModuleInit moduleInit, const CKVRCore* registry, const std::string& path);
+    void Start(KVRModuleInit moduleInit, const std::string& path);
     void Withdraw();
     void KeepCode();
 
     IKVRCore& core_;
+    const CKVRCore* registry_; /**< the core, where it can be looked into */
     std::unique_ptr<void, Close> library_;
     std::unique_ptr<Claim> claim_;
     KVRModuleInfo* info_ = nullptr;

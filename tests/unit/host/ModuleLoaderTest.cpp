@@ -231,25 +231,45 @@ TEST_F(ModuleLoader, AStartWithoutAnInterfaceIsAnError)
     EXPECT_EQ(error.message, "Module '" + fake("good") + "' registered no interface 'fake'.");
     EXPECT_EQ(core_.GetParameter("FAKE_STARTED"), "yes")
         << "it may run for somebody else, and is not stopped";
-    EXPECT_FALSE(isLoaded(fake("good")));
+    unload(fake("good"));
 }
 
-TEST_F(ModuleLoader, OfTwoHandlesOfAForeignCoreTheFirstWithdrawsTheInterface)
+TEST_F(ModuleLoader, OfTwoHandlesOfAForeignCoreTheLastWithdrawsTheInterface)
 {
-    Support::RecordingHost host;
-    auto first = std::make_unique<CKVRModule>(host, fake("good"));
-    auto second = std::make_unique<CKVRModule>(host, fake("good"));
-    second.reset();
-    EXPECT_EQ(host.count("UnregisterInterface"), 0U);
-    second = std::make_unique<CKVRModule>(host, fake("good"));
-    first.reset();
-    EXPECT_EQ(host.count("UnregisterInterface"), 1U);
-    second.reset();
-    EXPECT_EQ(host.count("UnregisterInterface"), 1U);
+    for (const bool isFirstLonger : {true, false})
     {
-        const CKVRModule third(host, fake("good"));
+        Support::RecordingHost host;
+        auto first = std::make_unique<CKVRModule>(host, fake("good"));
+        auto second = std::make_unique<CKVRModule>(host, fake("good"));
+        (isFirstLonger ? second : first).reset();
+        EXPECT_EQ(host.count("UnregisterInterface"), 0U);
+        (isFirstLonger ? first : second).reset();
+        EXPECT_EQ(host.count("UnregisterInterface"), 1U);
+        EXPECT_EQ(host.registered, nullptr);
+        unload(fake("good"));
     }
-    EXPECT_EQ(host.count("UnregisterInterface"), 2U);
+}
+
+TEST_F(ModuleLoader, AHandleLeavesTheInterfaceThatAnotherOneRegisteredAfterAWithdrawalByTheHost)
+{
+    auto first = std::make_unique<CKVRModule>(core_, fake("good"));
+    core_.UnregisterInterface("fake");
+    auto second = std::make_unique<CKVRModule>(core_, fake("good"));
+    first.reset();
+    EXPECT_NE(core_.FindInterface("fake"), nullptr);
+    second.reset();
+    EXPECT_EQ(core_.FindInterface("fake"), nullptr);
+    unload(fake("good"));
+}
+
+TEST_F(ModuleLoader, AnInterfaceThatTheModuleDoesNotWithdrawIsWithdrawnBeforeItsCodeGoes)
+{
+    {
+        const CKVRModule module(core_, fake("good"));
+        core_.SetParameter("FAKE_SILENT", "");
+    }
+    EXPECT_EQ(core_.FindInterface("fake"), nullptr);
+    EXPECT_FALSE(isLoaded(fake("good")));
 }
 
 TEST_F(ModuleLoader, AFailedStartLeavesTheInterfaceOfALiveHandleAlone)
@@ -314,7 +334,7 @@ TEST_F(ModuleLoader, AStartThatFailsIsAnErrorAndLeavesNothingInTheRegistry)
     EXPECT_EQ(error.message, "Module '" + fake("init_false") + "' could not be started.");
     EXPECT_EQ(core_.FindInterface("fake"), nullptr);
     EXPECT_FALSE(core_.HasParameter("FAKE_DONE")) << "what did not start is not stopped";
-    EXPECT_FALSE(isLoaded(fake("init_false")));
+    unload(fake("init_false"));
 }
 
 TEST_F(ModuleLoader, AnErrorOfTheModulesStartPassesUnchangedAndStaysUsable)

@@ -33,7 +33,7 @@ KVR_FAKE_EXPORT KVRModuleInfo* get_module_info(const KVRModuleInfo* host)
                : nullptr;
 }
 
-/** The parameter FAKE_SILENT keeps the interface back. */
+/** The parameter FAKE_SILENT keeps the module from registering its interface, and from withdrawing it. */
 KVR_FAKE_EXPORT bool module_init(IKVRCore& core)
 {
     if (!core.HasParameter("FAKE_SILENT"))
@@ -47,6 +47,9 @@ KVR_FAKE_EXPORT bool module_init(IKVRCore& core)
 
 KVR_FAKE_EXPORT void module_done(IKVRCore& core)
 {
-    core.UnregisterInterface("fake");
+    if (!core.HasParameter("FAKE_SILENT"))
+    {
+        core.UnregisterInterface("fake");
+    }
     core.DefineParameter("FAKE_STARTED", "no");
 }
