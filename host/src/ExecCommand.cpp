@@ -106,6 +106,7 @@ bool discardOutput()
 {
     for (const int output : {STDOUT_FILENO, STDERR_FILENO})
     {
+        close(output); // there may be no other descriptor left
         const int discarding = open("/dev/null", O_WRONLY);
         if (discarding < 0)
         {
@@ -127,13 +128,16 @@ void resetSignal(int number)
     sigaction(number, &action, nullptr);
 }
 
-/** The host's handlers must not run in the command's process. */
+/**
+ * The host's handlers must not run in the command's process. SIGABRT is left alone: newer C libraries take
+ * a lock for it, which another thread of the host may have had.
+ */
 void dropHandlers()
 {
     for (int number = 1; number < NSIG; ++number)
     {
         struct sigaction action = {};
-        if (sigaction(number, nullptr, &action) == 0 && action.sa_handler != SIG_IGN)
+        if (number != SIGABRT && sigaction(number, nullptr, &action) == 0 && action.sa_handler != SIG_IGN)
         {
             resetSignal(number);
         }
@@ -198,13 +202,18 @@ pid_t startWaiter(Run& run)
     return clone(waitForCommand, run.waiterStack.data() + run.waiterStack.size(), withoutSignal, &run);
 }
 
-/** Waits for the end of a process that is no child. */
+/** Waits for the end of a process that is no child, or has become one of this process, as of the first. */
 void waitForStranger(pid_t process)
 {
+    constexpr int pause = 10; // milliseconds
     const Descriptor handle(static_cast<int>(syscall(SYS_pidfd_open, process, 0)));
     pollfd ended = {handle.Number(), POLLIN, 0};
     while (handle && poll(&ended, 1, -1) < 0 && errno == EINTR)
     {
+    }
+    while (!handle && kill(process, 0) == 0 && waitpid(process, nullptr, WNOHANG) != process)
+    {
+        poll(nullptr, 0, pause);
     }
 }
 

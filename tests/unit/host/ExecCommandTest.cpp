@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -433,6 +434,31 @@ TEST(ExecCommand, ItRunsInAHostWithoutStandardStreams)
             close(STDERR_FILENO);
             const bool good = ExecCommand("exit 6", false) == 6 && ExecCommand("echo a; exit 7", true) == 7;
             _exit(good ? 42 : 1);
+        },
+        testing::ExitedWithCode(42), "");
+}
+
+/** Leaves the process no descriptor to open. */
+void useAllDescriptors()
+{
+    const rlimit few = {64, 64};
+    setrlimit(RLIMIT_NOFILE, &few);
+    while (open("/dev/null", O_RDONLY | O_CLOEXEC) >= 0)
+    {
+    }
+}
+
+TEST(ExecCommand, ItNeedsNoDescriptorOfTheHost)
+{
+    const TemporaryFolder folder;
+    const std::string done = folder.Path("done");
+    const std::string loop = "i=0; while [ $i -lt 50000 ]; do i=$((i + 1)); done; : > " + done;
+    EXPECT_EXIT(
+        {
+            useAllDescriptors();
+            const bool isRun = ExecCommand("exit 6", false) == 6 && ExecCommand("exit 7", true) == 7;
+            const int orphaned = ExecCommand("kill -KILL $PPID; " + loop, false);
+            _exit(isRun && orphaned == 128 + SIGKILL && IsFileExist(done) ? 42 : 1);
         },
         testing::ExitedWithCode(42), "");
 }
