@@ -131,18 +131,19 @@ public:
     /** The path itself may be a link to the tree. */
     bool Through(const std::string& path)
     {
-        struct stat status = {};
-        if (Descriptor top(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)); top)
+        constexpr int flags = O_DIRECTORY | O_CLOEXEC;
+        if (Descriptor top(open(path.c_str(), O_RDONLY | flags)); top)
         {
             Enter(top);
         }
-        else if (lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode))
-        {
-            Visit(AT_FDCWD, path.c_str());
-        }
         else
         {
-            all_ = false;
+            const Descriptor looked(open(path.c_str(), O_PATH | flags));
+            Note(bool(looked));
+            if (looked)
+            {
+                VisitDirectory({looked.Number(), looked.Number(), ".", S_IFDIR});
+            }
         }
         while (!levels_.empty())
         {
