@@ -48,7 +48,9 @@ std::string domainOfDn(const std::string& dn)
 std::string domainOfHost(const std::string& hostName)
 {
     const std::size_t dot = hostName.find('.');
-    return dot != std::string::npos ? withoutDotAtTheEnd(hostName.substr(dot + 1)) : "";
+    const std::string domain = dot != std::string::npos ? withoutDotAtTheEnd(hostName.substr(dot + 1)) : "";
+    const bool isAddress = domain.find_first_not_of("0123456789", domain.rfind('.') + 1) == std::string::npos;
+    return isAddress ? "" : domain;
 }
 
 std::string searchDomainOf(std::istream& configuration)

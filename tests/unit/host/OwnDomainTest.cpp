@@ -37,6 +37,8 @@ TEST(OwnDomain, OfAHostNameIsWhatFollowsItsFirstDot)
                                                         {"station", ""},
                                                         {"station.example.com.", "example.com"},
                                                         {"station.", ""},
+                                                        {"10.0.0.5", ""},
+                                                        {"station.lan2", "lan2"},
                                                         {"", ""}};
     for (const auto& [name, domain] : domains)
     {
