@@ -193,6 +193,14 @@ private:
     bool hasRefused_ = false;
 };
 
+/** The text is handed out as a C string, which a zero character would end. */
+std::string withoutZeros(const char* text, std::size_t length)
+{
+    std::string result(text, length);
+    result.erase(std::remove(result.begin(), result.end(), '\0'), result.end());
+    return result;
+}
+
 struct Free
 {
     void operator()(char* text) const { std::free(text); }
@@ -216,7 +224,7 @@ const char* CKVRFormatCall::operator()(unsigned long count, const char* format, 
     const int length = vasprintf(&text, safe.Text(), arguments);
     va_end(arguments);
     const std::unique_ptr<char, Free> owner(length >= 0 ? text : nullptr);
-    texts_.emplace_front(owner ? owner.get() : format);
+    texts_.push_front(owner ? withoutZeros(owner.get(), static_cast<std::size_t>(length)) : format);
     if (safe.HasRefused() || !owner)
     {
         ReportMisfit(format);

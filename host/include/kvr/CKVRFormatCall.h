@@ -35,8 +35,9 @@ public:
      * Formats as printf(3) does, "%2$s" and "%*d" included.
      * @param count number of arguments that follow the format; must not be larger than that
      * @param format printf(3) format with the conversions d i u o x X c s p e E f F g G a A; width and
-     *        precision go up to 65535, a null text gives "(null)", a zero character nothing; null gives
-     *        an empty text
+     *        precision in digits go up to 65535, a null text gives "(null)", a zero character nothing; an
+     *        argument that no conversion names is taken for an integer or a text; null gives an empty
+     *        text
      * @return the text, owned by the formatter
      */
     const char* operator()(unsigned long count, const char* format, ...)

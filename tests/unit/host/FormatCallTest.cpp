@@ -100,6 +100,11 @@ TEST_F(FormatCall, ACharacterIsPrinted)
     EXPECT_STREQ(format_(2, "%c%3c", 'a', 'b'), "a  b");
 }
 
+TEST_F(FormatCall, AZeroCharacterDoesNotEndTheText)
+{
+    EXPECT_STREQ(format_(2, "%c|%c|", 0, 'b'), "|b|");
+}
+
 TEST_F(FormatCall, WidthAndFlagsAreKept)
 {
     EXPECT_STREQ(format_(5, "%5d|%-5d|%05d|%+d|% d", 42, 42, 42, 42, 42), "   42|42   |00042|+42| 42");
