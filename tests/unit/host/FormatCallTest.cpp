@@ -181,6 +181,8 @@ TEST_F(FormatCall, AConversionWithoutArgumentStaysInTheText)
     EXPECT_STREQ(format_(1, translated("%*d"), 5), "%*d");
     EXPECT_STREQ(format_(0, translated("%*d %.*f"), nullptr), "%*d %.*f");
     EXPECT_STREQ(format_(1, translated("%1$*9$d|%1$.*9$d"), 5), "%1$*9$d|%1$.*9$d");
+    EXPECT_STREQ(format_(1, translated("%1$*9$.2d|%1$*9$.*1$d"), 5), "%1$*9$.2d|%1$*9$.*1$d")
+        << "the precision is there, the width is not";
     EXPECT_STREQ(format_(3, translated("%*n%2$s%3$d"), 1, "two", 3), "%*ntwo3") << "the width is not read";
 }
 
