@@ -63,6 +63,13 @@ TEST(Error, ThePlaceIsFileLineAndFunction)
     EXPECT_EQ(EKVROutOfMemory("m", "d", "file.cpp", "Connect", 1).where(), "file.cpp:1(Connect)");
 }
 
+TEST(Error, OfAPlaceThatIsKnownInPartTheRestIsEmpty)
+{
+    EXPECT_EQ(EKVRError("m", "d", "file.cpp", "", 12).where(), "file.cpp:12()");
+    EXPECT_EQ(EKVRError("m", "d", "", "Connect", 12).where(), ":12(Connect)");
+    EXPECT_EQ(EKVRError("m", "d", "", "", 12).where(), "") << "a line alone is no place";
+}
+
 TEST(Error, ThePlaceIsNoPartOfWhat)
 {
     EXPECT_STREQ(EKVRError("m", "d", "file.cpp", "Connect", 12).what(), "m: d");

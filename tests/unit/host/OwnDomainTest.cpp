@@ -22,9 +22,9 @@ TEST(OwnDomain, OfADnIsThatOfItsComponents)
 
 TEST(OwnDomain, OfADnOfAnotherKindIsUnknown)
 {
-    for (const char* const dn :
-         {"", "o=example", "ou=people,dc=example,dc=com", "dc=example,o=com", "dc", "dc=", "dc=example,",
-          ",dc=com", "dc=a.b,dc=com", "dc=a\\,b", "dc=a+o=b,dc=com"})
+    for (const char* const dn : {"", "o=example", "ou=people,dc=example,dc=com", "dc=example,o=com", "dc",
+                                 "dc=", "dc=example,", ",dc=com", "dc=,dc=com", "dc=example,dc=",
+                                 "dc=example,dc= ,dc=com", "dc=a.b,dc=com", "dc=a\\,b", "dc=a+o=b,dc=com"})
     {
         EXPECT_EQ("", domainOfDn(dn)) << dn;
     }
