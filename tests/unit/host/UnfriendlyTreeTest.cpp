@@ -229,6 +229,17 @@ TEST_F(UnfriendlyTree, ATreeNeedsOneDescriptorForEachLevelAndOneMore)
     EXPECT_EQ(Mode(path + "/file"), 0701U);
 }
 
+TEST_F(UnfriendlyTree, AFileThatCannotBeLookedAtIsAFailure)
+{
+    EXPECT_EXIT(
+        {
+            FileCalls::beforeLook = [](const std::string&) { limitDescriptors(0); };
+            _exit(Chmod(top_, 0701, true) ? 1 : 42);
+        },
+        testing::ExitedWithCode(42), "");
+    EXPECT_EQ(Mode("top"), 0701U) << "the walk goes on";
+}
+
 TEST_F(UnfriendlyTree, AFileThatIsRemovedMeanwhileIsNoFailure)
 {
     FileCalls::beforeLook = [this](const std::string& name)
