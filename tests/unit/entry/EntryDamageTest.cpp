@@ -187,6 +187,45 @@ TEST(EntryDamage, ALengthOfMoreBytesThanANumberHasIsNone)
     }
 }
 
+TEST(EntryDamage, AnIndefiniteLengthIsNone)
+{
+    const std::string bytes("\x04\x80\x00\x00", 4);
+    std::size_t length = 0;
+    EXPECT_FALSE(CKVRElements(bytes.data(), bytes.data() + bytes.size()).TakeHead(length));
+}
+
+TEST(EntryDamage, AListWhoseTagHasSeveralBytesIsSeenAtTheEndOfTheWalk)
+{
+    const std::string attribute = element(0x30, element(0x04, "cn") + element(0x31, element(0x04, "a")));
+    // Without its first byte, which ends the DN, the second tag looks like another length.
+    for (const std::string tag : {"\x1f\x05", "\x1f\x82\x05", "\x3f\x81\x82\x05"})
+    {
+        const std::string list = tag + element(0x30, attribute).substr(1);
+        const EntryAnswer answer = followedBySound(element(0x04, "cn=a") + list);
+        ASSERT_EQ("", judgeDamaged(answer));
+        const Reading reading = readAnswer(answer, Road::AsItIs);
+        EXPECT_FALSE(reading.quiet) << printable(list);
+        EXPECT_EQ(reading.keptCode, LDAP_DECODING_ERROR) << printable(list);
+    }
+}
+
+TEST(EntryDamage, AnElementBehindTheValuesOfAnAttributeIsReadAsByName)
+{
+    const std::string sound = element(0x30, element(0x04, "sn") + element(0x31, element(0x04, "b")));
+    for (const std::string& behind :
+         {element(0x04, "x"), element(0x31, element(0x04, "x")), std::string("\x1f\x05\x01x"),
+          std::string("\x1f\x82\x05\x01x"), std::string("\x1f\x82\x05\x04\x04\x02xy"),
+          "\x1f\x05" + sound.substr(1), "\x1f\x82\x05" + sound.substr(1), sound})
+    {
+        const std::string damaged =
+            element(0x30, element(0x04, "cn") + element(0x31, element(0x04, "a")) + behind);
+        for (const std::string& list : {damaged, damaged + sound, sound + damaged, damaged + damaged})
+        {
+            ASSERT_EQ("", judgeDamaged(followedBySound(element(0x04, "cn=a") + element(0x30, list))));
+        }
+    }
+}
+
 constexpr int elementsWithLength = 3 * 5 + 2;
 
 TEST(EntryDamage, ALengthThatNoNumberHasRoomForIsSeenAtTheEndOfTheWalk)
