@@ -142,6 +142,15 @@ TEST(NoticeFilter, RefusesWhatLibldapDoesNotSurvive)
     }
 }
 
+TEST(NoticeFilter, KeepsANoticeOf4096BytesAndNoMore)
+{
+    // Sixteen bytes are the id, the heads and the result.
+    const auto noticeOf = [](std::size_t size)
+    { return notice(element(0x0a, "\0"s) + octets + element(0x04, std::string(size - 16, 'a'))); };
+    expectPassing(true, "the longest notice", noticeOf(4096) + entry);
+    expectPassing(false, "a longer notice", noticeOf(4097));
+}
+
 TEST(NoticeFilter, RefusesResultsOfMoreThan256KiB)
 {
     const std::string id = element(0x02, "\x05");
@@ -151,6 +160,11 @@ TEST(NoticeFilter, RefusesResultsOfMoreThan256KiB)
         expectPassing(false, "a large result", message(id, element(static_cast<unsigned char>(tag), large)));
         expectPassing(true, "a result",
                       message(id, element(static_cast<unsigned char>(tag), large.substr(0, 200'000))));
+        // Five bytes of the 262,144 are the result's length.
+        expectPassing(true, "the longest result",
+                      message(id, element(static_cast<unsigned char>(tag), large.substr(0, 262'139))));
+        expectPassing(false, "a longer result",
+                      message(id, element(static_cast<unsigned char>(tag), large.substr(0, 262'140))));
     }
     for (const int tag : {0x64, 0x79})
     {
