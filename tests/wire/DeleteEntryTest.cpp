@@ -1,6 +1,8 @@
 #include "SearchTest.h"
 #include "WriteTest.h"
 
+#include <algorithm>
+
 namespace KVR
 {
 
@@ -319,7 +321,7 @@ TEST_F(ReferenceDeletionTest, LeavesReferralsAsTheyWere)
     EXPECT_FALSE(isFollowing());
 }
 
-/** A connection whose search ends the session, and begins another one. */
+/** A connection whose search ends the session, and begins another one where it has a target. */
 class ReconnectingConnection : public CKVRLdapConnection
 {
 public:
@@ -331,7 +333,10 @@ public:
                                           std::list<std::string>& attributes, alSCOPE scope) override
     {
         Disconnect();
-        Connect(target, KVRAuthAnonymous);
+        if (!target.empty())
+        {
+            Connect(target, KVRAuthAnonymous);
+        }
         return CKVRLdapConnection::Search(base, filter, attributes, scope);
     }
 };
@@ -343,6 +348,15 @@ TEST_F(ReferenceDeletionTest, OfAnOverridingConnectionMayEndTheSession)
     connect(overriding);
     EXPECT_EQ(Caught(), caught([&] { overriding.DeleteDN("dc=x"); }));
     EXPECT_THAT(deleted(), ElementsAre("dc=x"));
+}
+
+TEST_F(ReferenceDeletionTest, LeavesASessionThatHasEndedAlone)
+{
+    ReconnectingConnection overriding(host);
+    connect(overriding);
+    EXPECT_EQ(notConnected(), caught([&] { overriding.DeleteDN("dc=x"); }));
+    const auto isReferrals = [](const auto& set) { return set.option == LDAP_OPT_REFERRALS; };
+    EXPECT_EQ(1, std::count_if(library.setOptions.begin(), library.setOptions.end(), isReferrals));
 }
 
 } // namespace

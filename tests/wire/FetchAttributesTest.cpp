@@ -427,9 +427,16 @@ TEST_P(BusyConversionTest, MayTakeTheEntityAway)
 TEST_P(BusyConversionTest, MayTakeAwayAnEntityThatNobodyElseHas)
 {
     busy.trigger = "b";
-    busy.action = [&] { entity.reset(); };
+    bool isKept = false;
+    busy.action = [&]
+    {
+        const std::weak_ptr<IKVRLdapEntity> taken = entity;
+        entity.reset();
+        isKept = !taken.expired();
+    };
     EXPECT_TRUE(query->Fetch(entity));
     EXPECT_EQ(nullptr, entity);
+    EXPECT_TRUE(isKept) << "until it is filled";
 }
 
 TEST_P(BusyConversionTest, MaySearchAnew)
