@@ -170,17 +170,23 @@ TEST_F(ReferralTest, InTheAnswerToABindHasNoLimitOfItsOwn)
     {
         silents.push_back(std::make_unique<SilentServer>());
     }
-    Answer answer;
+    Answer references;
+    std::vector<std::string> urls;
     for (const auto& each : silents)
     {
-        answer.reference({"ldap://" + each->target() + "/dc=y"});
+        urls.push_back("ldap://" + each->target() + "/dc=y");
+        references.reference({urls.back()});
     }
-    responder.onBind(answer.result(LDAP_SUCCESS));
     library.timeLimit = std::chrono::seconds(1);
-    const auto begin = std::chrono::steady_clock::now();
-    const auto another = connectionTo(responder.uri());
-    inTime([&] { connectTo(*another, responder.uri()); });
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(6));
+    for (const Answer& answer : {references.result(LDAP_SUCCESS), Answer().referral(urls),
+                                 Answer().reference(urls).result(LDAP_SUCCESS)})
+    {
+        responder.onBind(answer);
+        const auto begin = std::chrono::steady_clock::now();
+        const auto another = connectionTo(responder.uri());
+        inTime([&] { connectTo(*another, responder.uri()); });
+        EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(4));
+    }
 }
 
 TEST_F(ReferralTest, BackToTheSameServerEnds)

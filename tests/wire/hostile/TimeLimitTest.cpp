@@ -1,8 +1,10 @@
 // Servers that hold a client up: every wait ends at the limit of its operation.
 
+#include "BerOwner.h"
 #include "HostileTest.h"
 #include "SilentServer.h"
 
+#include <cerrno>
 #include <string>
 #include <utility>
 #include <vector>
@@ -116,6 +118,8 @@ TEST_F(TimeLimitTest, HoldsForAConnectionThatIsNeverTaken)
     EXPECT_FALSE(connection->IsTimeLimitReached());
     EXPECT_EQ(bindFailure(lost), inTime([&] { connectTo(*connection, uri); }));
     EXPECT_TRUE(connection->IsTimeLimitReached());
+    connection->Disconnect();
+    EXPECT_TRUE(connection->IsTimeLimitReached()) << "a disconnection waits for no server";
 }
 
 TEST_F(TimeLimitTest, IsNotTakenForALostConnection)
@@ -163,6 +167,25 @@ TEST_F(TimeLimitTest, AServerThatFailedLeavesNoLayerThatWouldCloseTheNextOnesSoc
     ber_sockbuf_remove_io(buffer, &ber_sockbuf_io_tcp, LBER_SBIOD_LEVEL_PROVIDER);
     EXPECT_EQ(0, ber_sockbuf_ctrl(buffer, LBER_SB_OPT_HAS_IO, &ber_sockbuf_io_tcp));
     ber_sockbuf_add_io(buffer, &ber_sockbuf_io_tcp, LBER_SBIOD_LEVEL_PROVIDER, nullptr);
+}
+
+TEST_F(TimeLimitTest, AWaitInsideAMessageLeavesErrnoAsItWas)
+{
+    library.timeLimit = farBeyond;
+    const auto connection = connected();
+    responder.onDelete(Answer().drip(dripPause));
+    int id = 0;
+    ASSERT_EQ(LDAP_SUCCESS, ldap_delete_ext(library.session, "dc=x", nullptr, nullptr, &id));
+    const Support::BerOwner answer(ber_alloc_t(LBER_USE_DER));
+    ber_tag_t tag = LBER_DEFAULT;
+    do
+    {
+        ber_len_t size = 0;
+        errno = 0;
+        tag = ber_get_next(bufferOf(library.session), &size, answer.get());
+    } while (tag == LBER_DEFAULT && errno == EWOULDBLOCK);
+    EXPECT_EQ(LDAP_TAG_MESSAGE, tag);
+    EXPECT_EQ(0, errno) << "libldap would take an EAGAIN for a message that is still to come";
 }
 
 TEST_F(TimeLimitTest, AConnectionThatFailedIsTriedAgainByTheNextOperation)
