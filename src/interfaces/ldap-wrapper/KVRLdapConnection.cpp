@@ -276,7 +276,7 @@ void CKVRLdapConnection::Disconnect()
     {
         return;
     }
-    guard.EndSession();
+    guard.EndSession(hasReachedTimeLimit());
     // The library frees the session whatever it returns.
     const int code = ldap_unbind_ext_s(std::exchange(internal->ld, nullptr), nullptr, nullptr);
     if (code != LDAP_SUCCESS)

@@ -212,11 +212,11 @@ int CKVRSessionGuard::Install(LDAP* session)
     return code;
 }
 
-void CKVRSessionGuard::EndSession()
+void CKVRSessionGuard::EndSession(bool isLimitReached)
 {
     session_ = nullptr;
     isAnswerLimited_ = false;
-    limit_.End();
+    limit_.End(isLimitReached);
 }
 
 void CKVRSessionGuard::begin(bool oneServerEach)

@@ -41,8 +41,11 @@ public:
     /** Begins the time limit of a request. */
     void BeginRequest() { begin(false); }
 
-    /** Lets the session end without a wait. */
-    void EndSession();
+    /**
+     * Lets the session end without a wait.
+     * @param isLimitReached what IsLimitReached says from now on
+     */
+    void EndSession(bool isLimitReached);
 
     /** True when the limit ended a wait of the last bind or request. */
     bool IsLimitReached() const { return limit_.IsReached(); }

@@ -23,8 +23,15 @@ public:
     /** @param oneServerEach the operation tries one server after the other, each with a limit of its own */
     void Begin(bool oneServerEach);
 
-    /** Ends the operation: from now on nothing is waited for. */
-    void End() { deadline_ = Clock::time_point::min(); }
+    /**
+     * Ends the operation: from now on nothing is waited for.
+     * @param isReached true when the library itself has noticed the limit
+     */
+    void End(bool isReached)
+    {
+        deadline_ = Clock::time_point::min();
+        isReached_ = isReached;
+    }
 
     /** True when the limit ended a wait of the last operation. */
     bool IsReached() const { return isReached_; }

@@ -82,7 +82,7 @@ TEST_F(TimeLimit, IsNotReachedByASocketThatIsReady)
 TEST_F(TimeLimit, OfAnEndedOperationWaitsForNothing)
 {
     begin(hours(1));
-    limit.End();
+    limit.End(false);
     EXPECT_FALSE(limit.Await(sockets.first(), POLLIN));
     EXPECT_EQ(ETIMEDOUT, errno);
     EXPECT_FALSE(limit.IsReached()) << "it was not the limit that ended it";

@@ -60,6 +60,8 @@ TEST_P(StallTest, WithoutAnyAnswerEndsAsLibldapNotices)
     EXPECT_EQ(writeFailure(timedOut), inTime([&] { write(*connection); }));
     EXPECT_EQ(LDAP_TIMEOUT, connection->GetLastError());
     EXPECT_TRUE(connection->IsTimeLimitReached());
+    connection->Disconnect();
+    EXPECT_TRUE(connection->IsTimeLimitReached()) << "the code of the session is gone";
 }
 
 TEST_P(StallTest, OfAWriteWhoseServerReadsNothingEndsAtTheLimit)
