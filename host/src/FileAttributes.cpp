@@ -33,35 +33,21 @@ struct Found
     mode_t kind; /**< file type of inode(7) */
 };
 
-/** A change of one file. */
-class Change
-{
-public:
-    virtual ~Change() = default;
-    virtual bool ApplyToOpen(int descriptor) const = 0;
-    virtual bool ApplyToFound(const Found& found) const = 0;
-
-protected:
-    Change() = default;
-    Change(const Change&) = default;
-    Change& operator=(const Change&) = default;
-};
-
 /** Regular files with several names may be somebody else's, who has not put them into the tree. */
 bool hasOneName(const struct stat& status)
 {
     return !S_ISREG(status.st_mode) || status.st_nlink <= 1;
 }
 
-class ModeChange final : public Change
+class ModeChange
 {
 public:
     explicit ModeChange(mode_t mode) : mode_(mode) {}
 
-    bool ApplyToOpen(int descriptor) const override { return fchmod(descriptor, mode_) == 0; }
+    bool ApplyToOpen(int descriptor) const { return fchmod(descriptor, mode_) == 0; }
 
     /** Kernels before 6.6 have no fchmodat2, and /proc need not be there. */
-    bool ApplyToFound(const Found& found) const override
+    bool ApplyToFound(const Found& found) const
     {
         if (S_ISLNK(found.kind))
         {
@@ -95,14 +81,14 @@ private:
     mode_t mode_;
 };
 
-class OwnerChange final : public Change
+class OwnerChange
 {
 public:
     OwnerChange(uid_t user, gid_t group) : user_(user), group_(group) {}
 
-    bool ApplyToOpen(int descriptor) const override { return fchown(descriptor, user_, group_) == 0; }
+    bool ApplyToOpen(int descriptor) const { return fchown(descriptor, user_, group_) == 0; }
 
-    bool ApplyToFound(const Found& found) const override
+    bool ApplyToFound(const Found& found) const
     {
         return fchownat(found.descriptor, "", user_, group_, AT_EMPTY_PATH) == 0;
     }
@@ -121,8 +107,9 @@ struct CloseDirectory
  * Changes a directory and everything below. Every step goes by open directories and names in them,
  * so that a directory that somebody replaces by a link meanwhile does not lead out of the tree.
  * Directories on the way are kept in a list: the depth of a tree is its owner's choice, and would
- * be too much for the stack.
+ * be too much for the stack. A change is applied to open directories and to what was found by name.
  */
+template <typename Change>
 class Walk
 {
 public:
@@ -228,7 +215,7 @@ private:
         Enter(readable);
     }
 
-    const Change& change_;
+    const Change change_;
     std::vector<Stream> levels_;
     bool all_ = true;
 };
