@@ -197,7 +197,10 @@ private:
 std::string withoutZeros(const char* text, std::size_t length)
 {
     std::string result(text, length);
-    result.erase(std::remove(result.begin(), result.end(), '\0'), result.end());
+    if (std::strlen(text) != length)
+    {
+        result.erase(std::remove(result.begin(), result.end(), '\0'), result.end());
+    }
     return result;
 }
 
