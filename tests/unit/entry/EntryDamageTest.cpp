@@ -249,7 +249,7 @@ TEST(EntryDamage, ZerosInFrontOfALengthAreNoDamageAsFarAsANumberHasRoomForThem)
 {
     for (int place = 0; place < elementsWithLength; ++place)
     {
-        for (const std::size_t octets : {5, 8, 9, 126})
+        for (const std::size_t octets : {5U, 8U, 9U, 126U})
         {
             SCOPED_TRACE(std::to_string(octets) + " bytes for the length of element " +
                          std::to_string(place));
