@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <list>
 #include <memory>
+#include <stdexcept>
 #include <string>
 
 #define KVR_API __attribute__((visibility("default")))
@@ -98,7 +99,12 @@ private:
 };
 
 // One line for some positions of the table that no module calls.
-#define UNUSED_1(n) virtual void Unused##n()
+#define UNUSED_1(n)                                                                                          \
+    virtual void Unused##n()                                                                                 \
+    {                                                                                                        \
+        throw std::logic_error("the module calls what it must not");                                         \
+    }                                                                                                        \
+    static_assert(true)
 #define UNUSED_5(n)                                                                                          \
     UNUSED_1(n##a);                                                                                          \
     UNUSED_1(n##b);                                                                                          \

@@ -177,33 +177,4 @@ std::string DefaultCodeset()
     return "UTF-8";
 }
 
-#undef UNUSED_1
-#define UNUSED_1(n)                                                                                          \
-    void IKVRCore::Unused##n()                                                                               \
-    {                                                                                                        \
-        throw std::logic_error("the module calls what it must not");                                         \
-    }                                                                                                        \
-    static_assert(true)
-UNUSED_1(0);
-UNUSED_5(4);
-UNUSED_5(9);
-UNUSED_5(14);
-UNUSED_5(19);
-UNUSED_5(24);
-UNUSED_5(29);
-UNUSED_1(34);
-UNUSED_1(35);
-UNUSED_1(36);
-UNUSED_1(38);
-UNUSED_5(40);
-UNUSED_5(45);
-UNUSED_5(51);
-UNUSED_5(56);
-UNUSED_5(61);
-UNUSED_1(66);
-UNUSED_1(67);
-UNUSED_1(68);
-UNUSED_5(72);
-UNUSED_1(77);
-
 } // namespace KVR
