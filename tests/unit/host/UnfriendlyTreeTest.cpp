@@ -7,6 +7,8 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <functional>
+
 namespace KVR::Test
 {
 
@@ -33,18 +35,28 @@ bool limitDescriptors(int further)
     return setrlimit(RLIMIT_NOFILE, &descriptors) == 0;
 }
 
+/** An action for the look at the file of this name. */
+std::function<void(const std::string&)> whenAt(const std::string& name, const std::function<void()>& action)
+{
+    return [name, action](const std::string& looked)
+    {
+        if (looked == name)
+        {
+            action();
+        }
+    };
+}
+
 } // namespace
 
 TEST_F(UnfriendlyTree, AFolderThatIsReplacedByALinkMeanwhileDoesNotLeadOut)
 {
-    FileCalls::afterLook = [this](const std::string& name)
-    {
-        if (name == "folder")
-        {
-            fs::rename(folder_.Path("top/folder"), folder_.Path("moved"));
-            fs::create_symlink(folder_.Path("outside"), folder_.Path("top/folder"));
-        }
-    };
+    FileCalls::afterLook = whenAt("folder",
+                                  [this]
+                                  {
+                                      fs::rename(folder_.Path("top/folder"), folder_.Path("moved"));
+                                      fs::create_symlink(folder_.Path("outside"), folder_.Path("top/folder"));
+                                  });
     EXPECT_FALSE(Chmod(top_, 0701, true));
     EXPECT_TRUE(fs::is_symlink(folder_.Path("top/folder")));
     EXPECT_EQ(Mode("outside"), 0750U);
@@ -53,14 +65,13 @@ TEST_F(UnfriendlyTree, AFolderThatIsReplacedByALinkMeanwhileDoesNotLeadOut)
 
 TEST_F(UnfriendlyTree, AFileThatIsReplacedByALinkMeanwhileDoesNotLeadOut)
 {
-    FileCalls::afterLook = [this](const std::string& name)
-    {
-        if (name == "file")
-        {
-            fs::remove(folder_.Path("top/file"));
-            fs::create_symlink(folder_.Path("outside/file"), folder_.Path("top/file"));
-        }
-    };
+    FileCalls::afterLook =
+        whenAt("file",
+               [this]
+               {
+                   fs::remove(folder_.Path("top/file"));
+                   fs::create_symlink(folder_.Path("outside/file"), folder_.Path("top/file"));
+               });
     EXPECT_TRUE(Chmod(top_, 0701, true));
     EXPECT_TRUE(fs::is_symlink(folder_.Path("top/file")));
     EXPECT_EQ(Mode("outside/file"), 0640U);
@@ -115,14 +126,13 @@ TEST_F(UnfriendlyTree, AFileWithFurtherNamesIsChangedWhereItIsNamedItself)
 
 TEST_F(UnfriendlyTree, AFileThatIsReplacedByAnotherNameMeanwhileDoesNotLeadOut)
 {
-    FileCalls::afterLook = [this](const std::string& name)
-    {
-        if (name == "file")
-        {
-            fs::remove(folder_.Path("top/file"));
-            fs::create_hard_link(folder_.Path("outside/file"), folder_.Path("top/file"));
-        }
-    };
+    FileCalls::afterLook =
+        whenAt("file",
+               [this]
+               {
+                   fs::remove(folder_.Path("top/file"));
+                   fs::create_hard_link(folder_.Path("outside/file"), folder_.Path("top/file"));
+               });
     EXPECT_TRUE(Chmod(top_, 0701, true));
     EXPECT_EQ(Mode("outside/file"), 0640U);
     fs::remove(folder_.Path("top/file"));
@@ -137,14 +147,12 @@ TEST_F(UnfriendlyTree, AFileThatIsReplacedByAFifoMeanwhileIsLeftWhereItMustBeOpe
 {
     FileCalls::oldKernel = true;
     FileCalls::withoutProc = true;
-    FileCalls::afterLook = [this](const std::string& name)
-    {
-        if (name == "file")
-        {
-            fs::remove(folder_.Path("top/file"));
-            ASSERT_EQ(mkfifo(folder_.Path("top/file").c_str(), 0600), 0);
-        }
-    };
+    FileCalls::afterLook = whenAt("file",
+                                  [this]
+                                  {
+                                      fs::remove(folder_.Path("top/file"));
+                                      ASSERT_EQ(mkfifo(folder_.Path("top/file").c_str(), 0600), 0);
+                                  });
     EXPECT_FALSE(Chmod(top_, 0701, true));
     EXPECT_EQ(Mode("top/file"), 0600U);
 }
@@ -242,13 +250,7 @@ TEST_F(UnfriendlyTree, AFileThatCannotBeLookedAtIsAFailure)
 
 TEST_F(UnfriendlyTree, AFileThatIsRemovedMeanwhileIsNoFailure)
 {
-    FileCalls::beforeLook = [this](const std::string& name)
-    {
-        if (name == "file")
-        {
-            fs::remove(folder_.Path("top/file"));
-        }
-    };
+    FileCalls::beforeLook = whenAt("file", [this] { fs::remove(folder_.Path("top/file")); });
     EXPECT_TRUE(Chmod(top_, 0701, true));
     EXPECT_FALSE(fs::exists(folder_.Path("top/file")));
 }
