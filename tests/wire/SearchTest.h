@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ConnectionTest.h"
+#include "KVRLdapEntity.h"
 #include "KVRLdapQuery.h"
 
 #include <list>

@@ -1,6 +1,7 @@
 #include "KVRLdapConnection.h"
 
 #include "KVRLdapCommon.h"
+#include "KVRLdapEntity.h"
 #include "KVRLdapHandles.h"
 #include "KVRLdapQuery.h"
 #include "KVRTranslate.h"

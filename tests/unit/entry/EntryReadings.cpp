@@ -3,6 +3,7 @@
 #include "Caught.h"
 #include "EntryBytes.h"
 #include "KVRLdapConnection.h"
+#include "KVRLdapEntity.h"
 #include "KVRLdapQuery.h"
 #include "LdapInterposer.h"
 #include "LogCapture.h"

@@ -1,5 +1,6 @@
 #include "Caught.h"
 #include "FakeConnection.h"
+#include "KVRLdapEntity.h"
 #include "LogCapture.h"
 #include "RecordingHost.h"
 

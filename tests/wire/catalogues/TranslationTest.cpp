@@ -4,6 +4,7 @@
 
 #include "Caught.h"
 #include "KVRLdapConnection.h"
+#include "KVRLdapEntity.h"
 #include "KVRLdapQuery.h"
 #include "LdapInterposer.h"
 #include "LdapResponder.h"

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "KVRLdapConnection.h"
+#include "KVRLdapEntity.h"
 #include "KVRLdapQuery.h"
 
 #include <kvr/EKVRError.h>
