@@ -50,7 +50,7 @@ DataSet dataSet(const std::string& name)
     {
         return {"ou=people," + suffix, everyPerson};
     }
-    if (kind == "people" || kind == "latin")
+    if (kind == "people" || kind == "mixed" || kind == "latin")
     {
         return {std::string("ou=").append(kind).append(",").append(suffix), firstPeople(number)};
     }

@@ -1,5 +1,6 @@
 #include "LoadedModule.h"
 
+#include <clocale>
 #include <cstdlib>
 #include <stdexcept>
 
@@ -14,6 +15,14 @@ std::string serverVariable(const char* name)
         throw std::runtime_error(std::string(name) + " is not set: run this with dev/private-slapd");
     }
     return value;
+}
+
+void useCharacterSet()
+{
+    if (std::setlocale(LC_CTYPE, "") == nullptr)
+    {
+        throw std::runtime_error("the locale of the environment is not there");
+    }
 }
 
 LoadedModule::LoadedModule(const std::string& file) : module_(core_, file)

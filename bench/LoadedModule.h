@@ -14,6 +14,12 @@ namespace KVR::Bench
 /** A variable that dev/private-slapd sets for its command. @throws std::runtime_error without it */
 std::string serverVariable(const char* name);
 
+/**
+ * Takes the character set of the environment's locale; numbers are read and written with a point.
+ * @throws std::runtime_error when the machine does not have the locale
+ */
+void useCharacterSet();
+
 /** The module as a plug-in of a host of its own, beside a private server. Outlives its connections. */
 class LoadedModule
 {

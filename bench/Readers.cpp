@@ -61,7 +61,10 @@ void BareReader::read(LDAPMessage* entry)
     }
 }
 
-ModuleReader::ModuleReader(const std::string& file) : module_(file), connection_(module_.connect()) {}
+ModuleReader::ModuleReader(const std::string& file, bool isFresh)
+    : module_(file), connection_(module_.connect()), isFresh_(isFresh)
+{
+}
 
 void ModuleReader::Search(const DataSet& data)
 {
@@ -82,15 +85,19 @@ std::size_t ModuleReader::Walk()
     while (query_->Fetch(entity_))
     {
         ++entries;
+        if (isFresh_)
+        {
+            entity_.reset();
+        }
     }
     return entries;
 }
 
 std::unique_ptr<Reader> makeReader(const std::string& side, const std::string& moduleFile)
 {
-    if (side == "module")
+    if (side == "module" || side == "fresh")
     {
-        return std::make_unique<ModuleReader>(moduleFile);
+        return std::make_unique<ModuleReader>(moduleFile, side == "fresh");
     }
     if (side == "floor")
     {

@@ -27,7 +27,7 @@ public:
     /** Receives the whole result. @throws std::exception when it can't be had */
     virtual void Search(const DataSet& data) = 0;
 
-    /** Reads every entry into an object that is used again for the next. @return how many */
+    /** Reads every entry. @return how many */
     virtual std::size_t Walk() = 0;
 
 protected:
@@ -59,8 +59,11 @@ private:
 class ModuleReader : public Reader
 {
 public:
-    /** @param file the module's shared object */
-    explicit ModuleReader(const std::string& file);
+    /**
+     * @param file the module's shared object
+     * @param isFresh whether each entry gets an entity of its own
+     */
+    explicit ModuleReader(const std::string& file, bool isFresh = false);
 
     void Search(const DataSet& data) override;
     std::size_t Walk() override;
@@ -70,9 +73,10 @@ private:
     std::shared_ptr<IKVRLdapConnection> connection_;
     std::shared_ptr<IKVRLdapQuery> query_;
     std::shared_ptr<IKVRLdapEntity> entity_;
+    const bool isFresh_;
 };
 
-/** @param side "floor" or "module" */
+/** @param side "floor", "module", or "fresh" for the module with an entity for each entry */
 std::unique_ptr<Reader> makeReader(const std::string& side, const std::string& moduleFile);
 
 } // namespace KVR::Bench

@@ -1,7 +1,8 @@
 // Walks over results of the private server as a subject for callgrind, which counts the walks alone:
 //     valgrind --tool=callgrind --instr-atstart=no --dump-instr=no bin/read-instructions SIDE DATA...
 // Each walk becomes a part of the profile that is named "DATA ENTRIES". With --searches it searches for
-// one entry as often as told instead, with everything counted.
+// one entry as often as told instead, with everything counted. LC_ALL decides the character set that values
+// arrive in.
 // bench/measure-reads runs it and reads the profiles.
 
 #include "Readers.h"
@@ -50,12 +51,13 @@ int main(int count, char** arguments)
     std::vector<std::string> names;
     unsigned searches = 0;
     CLI::App app("Reads from the private server, as a subject for callgrind.", "read-instructions");
-    app.add_option("side", side, "floor or module")->required();
+    app.add_option("side", side, "floor, module or fresh")->required();
     app.add_option("data", names, "data sets");
     app.add_option("--searches", searches, "search for one entry so often");
     CLI11_PARSE(app, count, arguments);
     try
     {
+        useCharacterSet();
         const auto reader = makeReader(side, KVR_MODULE_FILE);
         if (searches > 0)
         {

@@ -7,12 +7,10 @@
 
 #include <benchmark/benchmark.h>
 
-#include <clocale>
 #include <cstdlib>
 #include <exception>
 #include <functional>
 #include <iostream>
-#include <stdexcept>
 #include <string>
 
 namespace
@@ -53,11 +51,7 @@ int main(int count, char** arguments)
 {
     try
     {
-        // The character set only: numbers are read and written with a point.
-        if (std::setlocale(LC_CTYPE, "") == nullptr)
-        {
-            throw std::runtime_error("the locale of the environment is not there");
-        }
+        useCharacterSet();
         benchmark::Initialize(&count, arguments);
         for (int n = 1; n < count; ++n)
         {
