@@ -1,5 +1,7 @@
 #include "Allocations.h"
 
+#include <malloc.h>
+
 #include <cstdlib>
 #include <new>
 
@@ -14,6 +16,7 @@ thread_local long mallocCountdown = 0;
 thread_local std::size_t refusedSize = 0;
 
 thread_local long newCalls = 0;
+thread_local long newBytes = 0;
 
 bool failsNow(long& countdown)
 {
@@ -47,6 +50,7 @@ void* operator new(std::size_t size)
     {
         throw std::bad_alloc();
     }
+    newBytes += static_cast<long>(malloc_usable_size(memory));
     return memory;
 }
 
@@ -57,22 +61,23 @@ void* operator new[](std::size_t size)
 
 void operator delete(void* memory) noexcept
 {
+    newBytes -= static_cast<long>(malloc_usable_size(memory));
     std::free(memory);
 }
 
 void operator delete(void* memory, std::size_t) noexcept
 {
-    std::free(memory);
+    operator delete(memory);
 }
 
 void operator delete[](void* memory) noexcept
 {
-    std::free(memory);
+    operator delete(memory);
 }
 
 void operator delete[](void* memory, std::size_t) noexcept
 {
-    std::free(memory);
+    operator delete(memory);
 }
 
 namespace KVR::Support
@@ -104,7 +109,12 @@ RefusedSize::~RefusedSize()
     refusedSize = 0;
 }
 
-CountedAllocations::CountedAllocations() : before_(newCalls) {}
+CountedAllocations::CountedAllocations() : before_(newCalls), bytesBefore_(newBytes) {}
+
+long CountedAllocations::bytes() const
+{
+    return newBytes - bytesBefore_;
+}
 
 long CountedAllocations::number() const
 {

@@ -45,16 +45,21 @@ public:
     RefusedSize& operator=(const RefusedSize&) = delete;
 };
 
-/** Counts the calls of operator new since its construction. */
+/** Counts what operator new has done since its construction. */
 class CountedAllocations
 {
 public:
     CountedAllocations();
 
+    /** Calls. */
     long number() const;
+
+    /** Bytes that are not freed, as the allocator rounded them up; less than 0 when former ones are. */
+    long bytes() const;
 
 private:
     long before_;
+    long bytesBefore_;
 };
 
 } // namespace KVR::Support

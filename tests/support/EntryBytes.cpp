@@ -3,6 +3,8 @@
 #include <lber.h>
 #include <ldap.h>
 
+#include <algorithm>
+
 namespace KVR::Support
 {
 
@@ -15,16 +17,6 @@ constexpr unsigned char enumerated = 0x0a;
 constexpr unsigned char sequence = 0x30;
 constexpr unsigned char set = 0x31;
 
-std::string lengthBytes(std::size_t length, std::size_t count)
-{
-    std::string bytes(1, static_cast<char>(0x80 | count));
-    while (count-- > 0)
-    {
-        bytes += static_cast<char>(length >> (8 * count));
-    }
-    return bytes;
-}
-
 /** A number of LDAP, none of which is negative here and all of which fit into four bytes. */
 std::string number(unsigned char tag, int value)
 {
@@ -36,34 +28,33 @@ std::string number(unsigned char tag, int value)
     return element(tag, bytes);
 }
 
-std::string message(int id, const std::string& operation)
-{
-    return element(sequence, number(integer, id) + operation);
-}
-
 } // namespace
+
+std::string element(const std::string& tag, const std::string& content, std::size_t octets)
+{
+    const std::size_t length = content.size();
+    if (octets == 0 && length <= 0x7f)
+    {
+        return tag + static_cast<char>(length) + content;
+    }
+    std::size_t needed = 1;
+    while (length >> (8 * needed) != 0)
+    {
+        needed++;
+    }
+    octets = std::max(octets, needed);
+    std::string bytes = tag + static_cast<char>(0x80 | octets) + std::string(octets - needed, '\0');
+    while (needed-- > 0)
+    {
+        bytes += static_cast<char>(length >> (8 * needed));
+    }
+    return bytes + content;
+}
 
 std::string element(unsigned char tag, const std::string& content, LengthForm form)
 {
-    const std::size_t length = content.size();
-    std::string bytes(1, static_cast<char>(tag));
-    if (form == LengthForm::FourBytes || length > 0xffff)
-    {
-        bytes += lengthBytes(length, 4);
-    }
-    else if (length > 0xff)
-    {
-        bytes += lengthBytes(length, 2);
-    }
-    else if (length > 0x7f || form == LengthForm::OneByte)
-    {
-        bytes += lengthBytes(length, 1);
-    }
-    else
-    {
-        bytes += static_cast<char>(length);
-    }
-    return bytes + content;
+    const std::size_t octets = form == LengthForm::Short ? 0 : form == LengthForm::OneByte ? 1 : 4;
+    return element(std::string(1, static_cast<char>(tag)), content, octets);
 }
 
 std::string entryContent(const std::string& dn, const Attributes& attributes, LengthForm form)
@@ -82,16 +73,21 @@ std::string entryContent(const std::string& dn, const Attributes& attributes, Le
     return element(octetString, dn, form) + element(sequence, list, form);
 }
 
+std::string operationMessage(int id, const std::string& operation)
+{
+    return element(sequence, number(integer, id) + operation);
+}
+
 std::string entryMessage(int id, const std::string& content, const std::string& behind)
 {
-    return message(id, element(LDAP_RES_SEARCH_ENTRY, content) + behind);
+    return operationMessage(id, element(LDAP_RES_SEARCH_ENTRY, content) + behind);
 }
 
 std::string resultMessage(int id, unsigned long tag, int code)
 {
-    return message(id,
-                   element(static_cast<unsigned char>(tag),
-                           number(enumerated, code) + element(octetString, "") + element(octetString, "")));
+    return operationMessage(
+        id, element(static_cast<unsigned char>(tag),
+                    number(enumerated, code) + element(octetString, "") + element(octetString, "")));
 }
 
 } // namespace KVR::Support

@@ -160,11 +160,11 @@ TEST(NoticeFilter, RefusesResultsOfMoreThan256KiB)
         expectPassing(false, "a large result", message(id, element(static_cast<unsigned char>(tag), large)));
         expectPassing(true, "a result",
                       message(id, element(static_cast<unsigned char>(tag), large.substr(0, 200'000))));
-        // Five bytes of the 262,144 are the result's length.
+        // Four bytes of the 262,144 are the result's length.
         expectPassing(true, "the longest result",
-                      message(id, element(static_cast<unsigned char>(tag), large.substr(0, 262'139))));
-        expectPassing(false, "a longer result",
                       message(id, element(static_cast<unsigned char>(tag), large.substr(0, 262'140))));
+        expectPassing(false, "a longer result",
+                      message(id, element(static_cast<unsigned char>(tag), large.substr(0, 262'141))));
     }
     for (const int tag : {0x64, 0x79})
     {
