@@ -12,7 +12,9 @@ namespace KVR
  *
  * An entity is filled by IKVRLdapQuery::Fetch, or made by IKVRLdapConnection::AllocEntity and
  * filled by the client. It holds copies only, so it may outlive the query; the connection must
- * outlive the entity. A connection and its queries and entities are used by one thread at a time.
+ * outlive the entity. Iterators, pointers and references into its DN and attributes end with the
+ * next Fetch into it, which may use their memory again. A connection and its queries and entities are used by
+ * one thread at a time.
  *
  * Operations that write go through the connection's virtual operations and pass their errors on.
  * Note that Rename, and Update of the local copy only, can throw `std::out_of_range`, which is

@@ -30,7 +30,8 @@ public:
 
     /**
      * Steps to the next entry and fills the entity with it. After the last entry the cursor
-     * stands before the first again, so stop at the first `false`.
+     * stands before the first again, so stop at the first `false`. Iterators, pointers and
+     * references into what the entity held before end here.
      *
      * How a walk ends is decided by the last operation on the connection, which is the search
      * unless another one came in between. A result that the size limit cut is then logged as a
