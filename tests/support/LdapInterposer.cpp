@@ -31,9 +31,7 @@ extern "C"
                              int deleteOldRdn, LDAPControl** server, LDAPControl** client);
     int __real_ldap_count_entries(LDAP* session, LDAPMessage* result);
     char* __real_ldap_get_dn(LDAP* session, LDAPMessage* entry);
-    int __real_ldap_get_dn_ber(LDAP* session, LDAPMessage* entry, BerElement** cursor, berval* dn);
-    int __real_ldap_get_attribute_ber(LDAP* session, LDAPMessage* entry, BerElement* cursor, berval* name,
-                                      berval** values);
+    BerElement* __real_ldap_get_message_ber(LDAPMessage* message);
     berval** __real_ldap_get_values_len(LDAP* session, LDAPMessage* entry, const char* name);
     int __real_ldap_msgfree(LDAPMessage* message);
 }
@@ -317,26 +315,11 @@ extern "C"
         return current != nullptr && current->withholdDn ? nullptr : __real_ldap_get_dn(session, entry);
     }
 
-    int __wrap_ldap_get_dn_ber(LDAP* session, LDAPMessage* entry, BerElement** cursor, berval* dn)
+    BerElement* __wrap_ldap_get_message_ber(LDAPMessage* message)
     {
-        const bool refused = current != nullptr && (current->withholdDn || current->refuseInPlace);
-        return refused ? LDAP_DECODING_ERROR : __real_ldap_get_dn_ber(session, entry, cursor, dn);
-    }
-
-    int __wrap_ldap_get_attribute_ber(LDAP* session, LDAPMessage* entry, BerElement* cursor, berval* name,
-                                      berval** values)
-    {
-        const int code = __real_ldap_get_attribute_ber(session, entry, cursor, name, values);
-        const bool withheld = code == LDAP_SUCCESS && current != nullptr &&
-                              !current->withheldValues.empty() && name->bv_val != nullptr &&
-                              current->withheldValues.count(name->bv_val) != 0;
-        if (withheld)
-        {
-            ldap_memfree(*values);
-            *values = nullptr;
-            return LDAP_DECODING_ERROR;
-        }
-        return code;
+        const bool hidden = current != nullptr &&
+                            (current->hideBytes || current->withholdDn || !current->withheldValues.empty());
+        return hidden ? nullptr : __real_ldap_get_message_ber(message);
     }
 
     berval** __wrap_ldap_get_values_len(LDAP* session, LDAPMessage* entry, const char* name)

@@ -108,10 +108,12 @@ public:
     std::optional<int> keptCode;         /**< what searches and writes leave in the session */
     std::optional<int> countEntries;     /**< result of ldap_count_entries */
     bool refuseUrls = false;             /**< ldap_is_ldap_url says no */
-    bool withholdDn = false;             /**< ldap_get_dn gives null, ldap_get_dn_ber fails */
-    bool refuseInPlace = false;          /**< ldap_get_dn_ber fails, before it touches anything */
-    /** Attributes that ldap_get_values_len gives null for, and ldap_get_attribute_ber fails at. */
-    std::set<std::string> withheldValues;
+    bool hideBytes = false;              /**< ldap_get_message_ber gives null */
+    /** @name What ldap_get_dn and ldap_get_values_len give null for; ldap_get_message_ber does too then
+     * @{ */
+    bool withholdDn = false;
+    std::set<std::string> withheldValues; /**< names of attributes */
+    /** @} */
     std::optional<std::chrono::milliseconds> timeLimit; /**< in place of time-outs of 30 seconds */
 
     /** Makes the sessions in place of ldap_initialize. */

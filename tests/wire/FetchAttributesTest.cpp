@@ -284,21 +284,19 @@ public:
     std::string modified() override { return ""; }
 };
 
-TEST_F(OverriddenFetchTest, AnEntityOfTheHostsOwnClassIsFilledInBothWaysOfReading)
+TEST_F(FetchAttributesTest, AnEntityOfTheHostsOwnClassIsFilledInBothWaysOfReading)
 {
-    connect(connection);
     for (const bool byName : {false, true})
     {
-        library.refuseInPlace = byName;
-        responder.onSearch(threeEntries());
-        const QueryPointer query = searchWith(connection);
+        library.hideBytes = byName;
+        query = searchFor(threeEntries());
         const auto foreign = std::make_shared<ForeignEntity>();
-        EntityPointer entity = foreign;
+        entity = foreign;
         ASSERT_TRUE(query->Fetch(entity));
         ASSERT_TRUE(query->Fetch(entity));
         EXPECT_EQ(foreign, entity);
         EXPECT_EQ("cn=b,dc=x", foreign->dn);
-        EXPECT_EQ((Values{{"cn", "<b>"}, {"kept", "by the host"}}), valuesOf(*foreign));
+        EXPECT_EQ((Values{{"cn", "b"}, {"kept", "by the host"}}), valuesOf(*foreign));
         foreign->dn = "cn=changed";
         dynamic_cast<CKVRLdapQuery&>(*query).FetchAttributes(entity);
         EXPECT_EQ("cn=b,dc=x", foreign->dn);
@@ -345,15 +343,12 @@ public:
     std::function<void()> action;
 };
 
-/** Both ways of reading an entry: true lets only the calls by name read. */
-class BusyConversionTest : public WireTest, public ::testing::WithParamInterface<bool>
+class BusyConversionTest : public WireTest
 {
 protected:
     void SetUp() override
     {
-        library.refuseInPlace = GetParam();
         connect(busy);
-        // Values of "cn" belong before others then, whose place is kept during their conversion.
         responder.onSearch(Answer()
                                .entry("cn=a,dc=x", {{"sn", {"d", "e"}}, {"cn", {"a", "b", "c"}}})
                                .entry("cn=f,dc=x", {{"cn", {"f"}}, {"tn", {"g"}}}));
@@ -378,13 +373,13 @@ protected:
     EntityPointer entity;
 };
 
-TEST_P(BusyConversionTest, MayClearTheEntity)
+TEST_F(BusyConversionTest, MayClearTheEntity)
 {
     EXPECT_EQ((Values{{"cn", "b"}, {"cn", "c"}}), fetchWith([&] { entity->Clear(); }));
     EXPECT_EQ("", entity->dn);
 }
 
-TEST_P(BusyConversionTest, MayEraseAndAddValues)
+TEST_F(BusyConversionTest, MayEraseAndAddValues)
 {
     EXPECT_EQ((Values{{"cn", "a"}, {"cn", "z"}, {"cn", "b"}, {"cn", "c"}, {"dn", "y"}}),
               fetchWith(
@@ -396,7 +391,7 @@ TEST_P(BusyConversionTest, MayEraseAndAddValues)
                   }));
 }
 
-TEST_P(BusyConversionTest, MayFetchTheNextEntryIntoTheSameEntity)
+TEST_F(BusyConversionTest, MayFetchTheNextEntryIntoTheSameEntity)
 {
     EXPECT_EQ((Values{{"cn", "f"}, {"cn", "b"}, {"cn", "c"}, {"tn", "g"}}),
               fetchWith([&] { EXPECT_TRUE(query->Fetch(entity)); }));
@@ -404,7 +399,7 @@ TEST_P(BusyConversionTest, MayFetchTheNextEntryIntoTheSameEntity)
     EXPECT_FALSE(query->Fetch(entity)) << "the cursor has moved";
 }
 
-TEST_P(BusyConversionTest, MayWalkTheResultToItsEnd)
+TEST_F(BusyConversionTest, MayWalkTheResultToItsEnd)
 {
     EXPECT_EQ(whole(), fetchWith(
                            [&]
@@ -418,13 +413,13 @@ TEST_P(BusyConversionTest, MayWalkTheResultToItsEnd)
     EXPECT_EQ("cn=a,dc=x", entity->dn);
 }
 
-TEST_P(BusyConversionTest, MayTakeTheEntityAway)
+TEST_F(BusyConversionTest, MayTakeTheEntityAway)
 {
     EXPECT_EQ(whole(), fetchWith([&] { entity.reset(); }));
     EXPECT_EQ(nullptr, entity);
 }
 
-TEST_P(BusyConversionTest, MayTakeAwayAnEntityThatNobodyElseHas)
+TEST_F(BusyConversionTest, MayTakeAwayAnEntityThatNobodyElseHas)
 {
     busy.trigger = "b";
     bool isKept = false;
@@ -439,20 +434,18 @@ TEST_P(BusyConversionTest, MayTakeAwayAnEntityThatNobodyElseHas)
     EXPECT_TRUE(isKept) << "until it is filled";
 }
 
-TEST_P(BusyConversionTest, MaySearchAnew)
+TEST_F(BusyConversionTest, MaySearchAnew)
 {
     EXPECT_EQ(whole(), fetchWith([&] { EXPECT_NE(nullptr, searchWith(busy)); }));
 }
 
-TEST_P(BusyConversionTest, ThatEndsTheSessionEndsTheFetchAfterTheAttribute)
+TEST_F(BusyConversionTest, ThatEndsTheSessionEndsTheFetchAfterTheAttribute)
 {
     busy.trigger = "b";
     busy.action = [&] { busy.Disconnect(); };
     EXPECT_EQ(notConnected(), caught([&] { query->Fetch(entity); }));
     EXPECT_EQ(whole(), valuesOf(*entity));
 }
-
-INSTANTIATE_TEST_SUITE_P(ByEither, BusyConversionTest, ::testing::Bool());
 
 } // namespace
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KVRLdapHandles.h"
 #include "KVRLdapModifications.h"
 #include "KVRLdapReceivedEntry.h"
 #include "KVRLdapSessionGuard.h"
@@ -160,6 +161,13 @@ private:
     /** A value as the server gets it: through LocalToUtf8 when the locale is not UTF-8. */
     std::string toWire(const std::string& value);
 
+    /** Converts the values as Utf8ToLocal does, in their order; of a failure, those before it are left. */
+    void toLocal(CKVRReceivedEntry& entry);
+    void openToLocal();
+
+    /** InternalIconv with an open conversion. The view ends with the next text. */
+    std::string_view convertText(iconv_t handle, std::string_view text) const;
+
     /** Fills the list from the map; whatever fails is told as "on building attributes". */
     void buildModifications(CKVRModificationList& list,
                             const std::multimap<std::string, std::string>& attributes,
@@ -187,8 +195,8 @@ private:
 
     const std::type_info* const modulesType;
     CKVRSessionGuard guard;
-    CKVREntryScratch scratch;
-    mutable std::vector<char> converted; /**< buffer of InternalIconv */
+    CKVRReceivedEntry received;          /**< of the entry that is being read */
+    mutable std::vector<char> converted; /**< buffer of convertText */
 };
 
 } // namespace KVR

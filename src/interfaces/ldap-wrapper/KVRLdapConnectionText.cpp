@@ -20,13 +20,7 @@ class KeptBuffer
 {
 public:
     explicit KeptBuffer(std::vector<char>& buffer) : buffer_(buffer) {}
-    ~KeptBuffer()
-    {
-        if (buffer_.size() > keptBytes)
-        {
-            std::vector<char>().swap(buffer_);
-        }
-    }
+    ~KeptBuffer() { giveBack(buffer_); }
 
     KeptBuffer(const KeptBuffer&) = delete;
     KeptBuffer& operator=(const KeptBuffer&) = delete;
@@ -83,14 +77,38 @@ std::string CKVRLdapConnection::Utf8ToLocal(const std::string& text)
     {
         return "";
     }
+    openToLocal();
+    return InternalIconv(false, text);
+}
+
+void CKVRLdapConnection::openToLocal()
+{
     openConversion(internal->toLocal, codeset.c_str(), wireCodeset, "Utf8ToLocal", codeset.c_str(),
                    wireCodeset);
-    return InternalIconv(false, text);
 }
 
 std::string CKVRLdapConnection::toWire(const std::string& value)
 {
     return convert ? LocalToUtf8(value) : value;
+}
+
+void CKVRLdapConnection::toLocal(CKVRReceivedEntry& entry)
+{
+    if (!convert)
+    {
+        return;
+    }
+    const KeptBuffer kept(converted);
+    entry.Convert(
+        [this](std::string_view text)
+        {
+            if (!text.empty())
+            {
+                openToLocal();
+                text = convertText(internal->toLocal, text);
+            }
+            return text;
+        });
 }
 
 std::string CKVRLdapConnection::InternalIconv(bool toUtf8, const std::string& text) const
@@ -101,6 +119,11 @@ std::string CKVRLdapConnection::InternalIconv(bool toUtf8, const std::string& te
         throw EKVRCheckError(moduleText("Invalid iconv handle."), "");
     }
     const KeptBuffer kept(converted);
+    return std::string(convertText(handle, text));
+}
+
+std::string_view CKVRLdapConnection::convertText(iconv_t handle, std::string_view text) const
+{
     // Four bytes a byte and never more, and room for the terminating zero.
     converted.resize(std::max(converted.size(), 4 * text.size() + 4));
     // iconv(3) takes the input as char** but does not write to it.

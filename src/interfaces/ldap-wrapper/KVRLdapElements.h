@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
+#include <string_view>
 
 namespace KVR
 {
@@ -17,6 +19,7 @@ public:
 
     bool Empty() const { return at_ == end_; }
     const char* Begin() const { return at_; }
+    std::string_view Bytes() const { return {at_, static_cast<std::size_t>(end_ - at_)}; }
 
     /** Passes over the head of an element; false for tags of several bytes and indefinite lengths. */
     bool TakeHead(std::size_t& length)
@@ -59,11 +62,53 @@ public:
         return true;
     }
 
+    /** Cuts off the first element if it has this tag. */
+    bool Take(unsigned char tag, CKVRElements& contents)
+    {
+        return !Empty() && byte(*at_) == tag && Take(contents);
+    }
+
+    /** Cuts off the first element and takes its contents up to the first zero byte. */
+    bool TakeText(std::string_view& text)
+    {
+        CKVRElements contents;
+        if (!Take(contents))
+        {
+            return false;
+        }
+        text = contents.Bytes();
+        text = text.substr(0, text.find('\0'));
+        return true;
+    }
+
 private:
     static unsigned byte(char character) { return static_cast<unsigned char>(character); }
 
     const char* at_ = nullptr;
     const char* end_ = nullptr;
 };
+
+/** Appends the text as an OCTET STRING, or without memory nothing. */
+inline void AppendText(std::string& elements, std::string_view text)
+{
+    constexpr char octetString = 0x04;
+    constexpr std::size_t shortLengths = 0x80;
+    constexpr std::size_t head = 2 + sizeof(std::size_t);
+    elements.reserve(elements.size() + head + text.size());
+    elements += octetString;
+    if (text.size() < shortLengths)
+    {
+        elements += static_cast<char>(text.size());
+    }
+    else
+    {
+        elements += static_cast<char>(shortLengths | sizeof(std::size_t));
+        for (std::size_t bits = 8 * sizeof(std::size_t); bits > 0; bits -= 8)
+        {
+            elements += static_cast<char>(text.size() >> (bits - 8) & 0xff);
+        }
+    }
+    elements += text;
+}
 
 } // namespace KVR

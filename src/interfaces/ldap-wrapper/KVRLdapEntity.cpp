@@ -2,6 +2,7 @@
 
 #include "KVRLdapCommon.h"
 #include "KVRLdapConnection.h"
+#include "KVRLdapReceivedEntry.h"
 #include "KVRTranslate.h"
 
 #include <IKVRLdapQuery.h>
@@ -30,6 +31,42 @@ void reportAttribute(const char* function, unsigned long line, const char* forma
 {
     throw std::out_of_range("basic_string::substr");
 }
+
+/** Gives texts new values in the room that they have, as long as little of it is left unused. */
+class TextReuse
+{
+public:
+    void Assign(std::string& text, std::string_view value)
+    {
+        // A text that grows would get room to spare.
+        const std::size_t unused = text.capacity() > inPlace ? text.capacity() - value.size() : 0;
+        if (value.size() > text.capacity() || unused > left_)
+        {
+            text.clear();
+            std::string(value).swap(text);
+            return;
+        }
+        left_ -= unused;
+        text.assign(value);
+    }
+
+private:
+    static inline const std::size_t inPlace = std::string().capacity();
+    std::size_t left_ = keptByEntity;
+};
+
+/** What is left of the former content, from a place on; goes in the end. */
+struct RestOfMap
+{
+    explicit RestOfMap(std::multimap<std::string, std::string>& whole) : map(whole), at(whole.begin()) {}
+    ~RestOfMap() { map.erase(at, map.end()); }
+
+    RestOfMap(const RestOfMap&) = delete;
+    RestOfMap& operator=(const RestOfMap&) = delete;
+
+    std::multimap<std::string, std::string>& map;
+    std::multimap<std::string, std::string>::iterator at;
+};
 
 } // namespace
 
@@ -76,6 +113,36 @@ void CKVRLdapEntity::Clear()
     attributes.clear();
     dn.clear();
     stamps.clear();
+}
+
+void CKVRLdapEntity::Fill(const CKVRReceivedEntry& received)
+{
+    stamps.clear();
+    RestOfMap rest(attributes);
+    TextReuse texts;
+    texts.Assign(dn, received.Dn());
+    auto& at = rest.at;
+    for (const std::uint32_t number : received.Sorted())
+    {
+        const CKVRReceivedAttribute& attribute = received.Attributes()[number];
+        while (at != attributes.end() && at->first < attribute.name)
+        {
+            at = attributes.erase(at);
+        }
+        std::string_view value;
+        for (CKVRElements values = attribute.values; values.TakeText(value);)
+        {
+            if (at != attributes.end() && at->first == attribute.name)
+            {
+                texts.Assign(at->second, value);
+                ++at;
+            }
+            else
+            {
+                attributes.emplace_hint(at, attribute.name, value);
+            }
+        }
+    }
 }
 
 bool CKVRLdapEntity::IsValid()

@@ -10,6 +10,7 @@ namespace KVR
 {
 
 class CKVRLdapConnection;
+class CKVRReceivedEntry;
 
 /** The entity of a CKVRLdapConnection, see IKVRLdapEntity. */
 class CKVRLdapEntity : public IKVRLdapEntity
@@ -36,6 +37,12 @@ public:
      * @throws EKVRCheckError when the DN is empty
      */
     void InvalidateStamp();
+
+    /**
+     * Fills the entity as Clear and one insertion a value would, but with the elements and the texts that
+     * it has. Of a failure half-way, what was filled stays.
+     */
+    void Fill(const CKVRReceivedEntry& received);
 
 private:
     void requireDn() const;

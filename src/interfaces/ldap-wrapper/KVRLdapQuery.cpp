@@ -4,10 +4,12 @@
 #include "KVRLdapConnection.h"
 #include "KVRLdapEntity.h"
 #include "KVRLdapHandles.h"
+#include "KVRLdapReceivedEntry.h"
 #include "KVRTranslate.h"
 
 #include <kvr/CKVRLogProvider.h>
 
+#include <typeinfo>
 #include <utility>
 
 namespace KVR
@@ -16,26 +18,56 @@ namespace KVR
 namespace
 {
 
-/** Takes a reusable object for a while; who needs it in the meantime gets a fresh one. */
-template <typename Object>
-class Borrowed
+/** An entity of a class that is not the module's own gets its values one by one, as by name. */
+void fillForeign(IKVRLdapEntity& entity, const CKVRReceivedEntry& received)
+{
+    entity.dn = received.Dn();
+    for (const CKVRReceivedAttribute& attribute : received.Attributes())
+    {
+        std::string_view value;
+        for (CKVRElements values = attribute.values; values.TakeText(value);)
+        {
+            entity.attributes.emplace(attribute.name, value);
+        }
+    }
+}
+
+/** Empties an entity in the end at the latest. */
+class Emptied
 {
 public:
-    explicit Borrowed(Object& home) : home_(home), object_(std::move(home)) {}
-    ~Borrowed()
+    explicit Emptied(IKVRLdapEntity* entity) : entity_(entity) {}
+    ~Emptied() { Now(); }
+
+    Emptied(const Emptied&) = delete;
+    Emptied& operator=(const Emptied&) = delete;
+
+    void Now()
     {
-        object_.Clear();
-        home_ = std::move(object_);
+        if (entity_ != nullptr)
+        {
+            std::exchange(entity_, nullptr)->Clear();
+        }
     }
 
-    Borrowed(const Borrowed&) = delete;
-    Borrowed& operator=(const Borrowed&) = delete;
-
-    Object* operator->() { return &object_; }
+    void Not() { entity_ = nullptr; }
 
 private:
-    Object& home_;
-    Object object_;
+    IKVRLdapEntity* entity_;
+};
+
+/** Gives back what the entry that is being read takes. */
+class Released
+{
+public:
+    explicit Released(CKVRReceivedEntry& entry) : entry_(entry) {}
+    ~Released() { entry_.Clear(); }
+
+    Released(const Released&) = delete;
+    Released& operator=(const Released&) = delete;
+
+private:
+    CKVRReceivedEntry& entry_;
 };
 
 } // namespace
@@ -99,60 +131,64 @@ void CKVRLdapQuery::FetchAttributes(std::shared_ptr<IKVRLdapEntity>& entity)
         throw EKVRInternalError(moduleText("LDAP entity is not allocated."), "", __FILE__, "FetchAttributes",
                                 __LINE__);
     }
-    // Utf8ToLocal is the caller's where it is overridden: it may fetch on its own, also from this query,
-    // and give the pointer another entity. What is under way goes on with this entry and this entity.
+    // The host's code may give the pointer another entity, and its own class of entities or connections
+    // may do anything. What is under way goes on with this entry and this entity.
     // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): the copy keeps the entity
     const std::shared_ptr<IKVRLdapEntity> filled = entity;
     LDAPMessage* const entry = message->current;
-    if (!fetchInPlace(entry, *filled))
+    const IKVRLdapEntity& object = *filled;
+    const bool isOwnConnection = connection.isOfModulesType();
+    const bool isOwnEntity = isOwnConnection && typeid(object) == typeid(CKVRLdapEntity);
+    if (!isOwnEntity)
     {
-        fetchByName(entry, *filled);
+        filled->Clear();
     }
+    const Released released(connection.received);
+    // Whatever fails, nothing is left of what the entity held.
+    Emptied emptied(isOwnEntity ? filled.get() : nullptr);
+    if (isOwnConnection && connection.received.Read(entry))
+    {
+        emptied.Not();
+        fetchPlain(*filled, isOwnEntity);
+        return;
+    }
+    emptied.Now();
+    fetchByName(entry, *filled);
 }
 
 // An entry is read in two ways. The calls by name search the entry from its start for each attribute, so
 // their cost grows with the square of the attributes' number, but they decide what an entry that is
-// damaged or repeats an attribute means: the first set of values each time, and which failure. The calls
-// in place pass over the entry once. They read plain entries only, in which both ways give the same, and
-// leave any other untouched.
+// damaged or repeats an attribute means: the first set of values each time, and which failure. A plain
+// entry, for which both ways give the same, is read in one pass that leaves it untouched.
 
-bool CKVRLdapQuery::fetchInPlace(LDAPMessage* entry, IKVRLdapEntity& entity) const
+void CKVRLdapQuery::fetchPlain(IKVRLdapEntity& entity, bool isOwnEntity) const
 {
-    Borrowed<CKVREntryScratch> scratch(connection.scratch);
-    CKVRReceivedEntry& received = scratch->entry;
-    if (!received.Gather(connection.internal->ld, entry))
+    CKVRReceivedEntry& received = connection.received;
+    const auto fill = [&]
     {
-        return false;
-    }
-    const bool isOwnConversion = connection.isOfModulesType();
-    entity.Clear();
-    entity.dn.assign(received.Dn().bv_val, received.Dn().bv_len);
-    for (const CKVRReceivedAttribute& attribute : received.Attributes())
+        if (isOwnEntity)
+        {
+            static_cast<CKVRLdapEntity&>(entity).Fill(received);
+        }
+        else
+        {
+            fillForeign(entity, received);
+        }
+    };
+    try
     {
-        const std::string name(attribute.name.bv_val, attribute.name.bv_len);
-        auto behind = entity.attributes.upper_bound(name);
-        for (const berval* value = attribute.values.get(); value->bv_val != nullptr; ++value)
-        {
-            // Values are text here: the stored length does not count, the first zero byte ends it.
-            scratch->value.assign(value->bv_val);
-            std::string converted = connection.Utf8ToLocal(scratch->value);
-            if (!isOwnConversion)
-            {
-                behind = entity.attributes.upper_bound(name); // the conversion may have changed the map
-            }
-            entity.attributes.emplace_hint(behind, name, std::move(converted));
-        }
-        if (!isOwnConversion)
-        {
-            connection.requireSession(); // as where each attribute is asked for by name
-        }
+        connection.toLocal(received);
     }
-    return true;
+    catch (...)
+    {
+        fill();
+        throw;
+    }
+    fill();
 }
 
 void CKVRLdapQuery::fetchByName(LDAPMessage* entry, IKVRLdapEntity& entity) const
 {
-    entity.Clear();
     fetchDn(entry, entity);
     AttributeCursorOwner cursor;
     TextOwner name(ldap_first_attribute(connection.internal->ld, entry, Receive(cursor)));

@@ -68,7 +68,7 @@ protected:
 private:
     void requireState() const;
     void finishWalk() const;
-    bool fetchInPlace(LDAPMessage* entry, IKVRLdapEntity& entity) const;
+    void fetchPlain(IKVRLdapEntity& entity, bool isOwnEntity) const;
     void fetchByName(LDAPMessage* entry, IKVRLdapEntity& entity) const;
     void fetchDn(LDAPMessage* entry, IKVRLdapEntity& entity) const;
     void fetchValues(LDAPMessage* entry, const char* name, IKVRLdapEntity& entity) const;

@@ -3,8 +3,13 @@
 #include "KVRLdapElements.h"
 
 #include <algorithm>
-#include <cstring>
-#include <utility>
+#include <numeric>
+
+extern "C"
+{
+    // Exported by every version since 2.4, and declared in libldap's private header alone.
+    __attribute__((weak)) BerElement* ldap_get_message_ber(LDAPMessage* message);
+}
 
 namespace KVR
 {
@@ -12,74 +17,39 @@ namespace KVR
 namespace
 {
 
-/**
- * Finds the attributes behind the DN. Their list's tag has given way to the zero byte that ends the
- * DN, so its head has to be the one that liblber has read.
- */
-bool findAttributes(BerElement* cursor, const berval& dn, CKVRElements& list)
-{
-    ber_len_t size = 0;
-    ber_get_option(cursor, LBER_OPT_BER_REMAINING_BYTES, &size);
-    if (size == 0)
-    {
-        return true;
-    }
-    berval first{};
-    if (ber_peek_element(cursor, &first) != LBER_SEQUENCE)
-    {
-        return false;
-    }
-    CKVRElements heads(dn.bv_val + dn.bv_len, first.bv_val);
-    std::size_t length = 0;
-    if (!heads.TakeHead(length) || length != size)
-    {
-        return false;
-    }
-    list = CKVRElements(heads.Begin(), heads.Begin() + size);
-    return !heads.Empty() && *heads.Begin() == LBER_SEQUENCE && heads.TakeHead(length) &&
-           length == first.bv_len && heads.Empty();
-}
+constexpr unsigned char octetString = LBER_OCTETSTRING;
+constexpr unsigned char sequence = LBER_SEQUENCE;
+constexpr unsigned char set = LBER_SET;
 
-/** Whether each attribute consists of a name and a list of values, which fill it exactly. */
-bool fitTogether(CKVRElements list)
+/** The contents of the entry's element; false where libldap does not show them. */
+bool contentsOf(LDAPMessage* entry, CKVRElements& contents)
 {
-    while (!list.Empty())
+    BerElement* const element = ldap_get_message_ber != nullptr ? ldap_get_message_ber(entry) : nullptr;
+    berval bytes{};
+    if (element == nullptr || ber_peek_element(element, &bytes) != LDAP_RES_SEARCH_ENTRY)
     {
-        CKVRElements attribute;
-        CKVRElements name;
-        CKVRElements values;
-        if (!list.Take(attribute) || !attribute.Take(name) || !attribute.Take(values) || !attribute.Empty())
-        {
-            return false;
-        }
-        while (!values.Empty())
-        {
-            CKVRElements value;
-            if (!values.Take(value))
-            {
-                return false;
-            }
-        }
+        return false;
     }
+    contents = CKVRElements(bytes.bv_val, bytes.bv_val + bytes.bv_len);
     return true;
 }
 
 constexpr std::uint32_t caseBit = 0x20;
 
 /** Hash (FNV-1a) of a name, whatever its letter case; false for an empty name and one that is not ASCII. */
-bool hashName(const berval& name, std::uint32_t& hash)
+bool hashName(std::string_view name, std::uint32_t& hash)
 {
     hash = 2166136261U;
-    for (ber_len_t at = 0; at < name.bv_len; ++at)
+    for (const char character : name)
     {
-        const auto byte = static_cast<unsigned char>(name.bv_val[at]);
+        const auto byte = static_cast<unsigned char>(character);
         if (byte == 0 || byte > 0x7f)
         {
             return false;
         }
         hash = (hash ^ (byte | caseBit)) * 16777619U;
     }
-    return name.bv_len > 0;
+    return !name.empty();
 }
 
 unsigned char lowered(char character)
@@ -88,71 +58,138 @@ unsigned char lowered(char character)
     return byte >= 'A' && byte <= 'Z' ? byte | caseBit : byte;
 }
 
-bool isSameName(const CKVRReceivedAttribute& one, const CKVRReceivedAttribute& other)
+bool isSameName(std::string_view one, std::string_view other)
 {
-    return one.hash == other.hash && one.name.bv_len == other.name.bv_len &&
-           std::equal(one.name.bv_val, one.name.bv_val + one.name.bv_len, other.name.bv_val,
+    return one.size() == other.size() &&
+           std::equal(one.begin(), one.end(), other.begin(),
                       [](char left, char right) { return lowered(left) == lowered(right); });
 }
 
 } // namespace
 
+CKVRReceivedEntry::Converted::~Converted()
+{
+    const std::string& texts = entry_.texts_;
+    CKVRElements converted(texts.data(), texts.data() + texts.size());
+    for (CKVRReceivedAttribute& attribute : entry_.attributes_)
+    {
+        const char* const begin = converted.Begin();
+        CKVRElements value;
+        for (CKVRElements values = attribute.values; !converted.Empty() && values.Take(value);)
+        {
+            converted.Take(value);
+        }
+        attribute.values = CKVRElements(begin, converted.Begin());
+    }
+}
+
 void CKVRReceivedEntry::Clear()
 {
     attributes_.clear();
-    if (attributes_.capacity() > keptRecords)
+    giveBack(attributes_);
+    giveBack(texts_);
+    giveBack(slots_);
+    giveBack(sorted_);
+    giveBack(knownNames_);
+    if (sorted_.empty() || knownNames_.empty())
     {
-        attributes_.shrink_to_fit();
-        slots_.clear();
-        slots_.shrink_to_fit();
+        sorted_.clear();
+        knownNames_.clear();
     }
 }
 
-bool CKVRReceivedEntry::Gather(LDAP* session, LDAPMessage* entry)
+bool CKVRReceivedEntry::Read(LDAPMessage* entry)
 {
     attributes_.clear();
-    AttributeCursorOwner cursor;
-    const int code = ldap_get_dn_ber(session, entry, Receive(cursor), &dn_);
-    if (code != LDAP_SUCCESS || dn_.bv_val == nullptr)
-    {
-        return false;
-    }
+    CKVRElements contents;
+    CKVRElements dn;
     CKVRElements list;
-    if (!findAttributes(cursor.get(), dn_, list))
+    if (!contentsOf(entry, contents) || !contents.Take(octetString, dn) || !contents.Take(sequence, list) ||
+        !contents.Empty())
     {
-        // The tag is gone, so the calls by name might see nothing wrong any more.
-        const int damaged = LDAP_DECODING_ERROR;
-        ldap_set_option(session, LDAP_OPT_RESULT_CODE, &damaged);
         return false;
     }
-    return fitTogether(list) && std::memchr(dn_.bv_val, '\0', dn_.bv_len) == nullptr &&
-           gatherAttributes(session, entry, cursor.get()) && !hasRepetition();
-}
-
-bool CKVRReceivedEntry::gatherAttributes(LDAP* session, LDAPMessage* entry, BerElement* cursor)
-{
-    for (;;)
+    dn_ = dn.Bytes();
+    while (!list.Empty())
     {
-        CKVRReceivedAttribute attribute;
-        const int code =
-            ldap_get_attribute_ber(session, entry, cursor, &attribute.name, Receive(attribute.values));
-        if (code != LDAP_SUCCESS)
+        if (!readAttribute(list))
         {
             return false;
         }
-        if (attribute.name.bv_val == nullptr)
-        {
-            return true;
-        }
-        if (!hashName(attribute.name, attribute.hash) || !attribute.values ||
-            attribute.values->bv_val == nullptr)
-        {
-            return false;
-        }
-        attributes_.push_back(std::move(attribute));
     }
+    return dn_.find('\0') == std::string_view::npos && (hasKnownNames() || learnNames());
 }
 
+bool CKVRReceivedEntry::readAttribute(CKVRElements& list)
+{
+    CKVRElements attribute;
+    CKVRElements name;
+    CKVRElements values;
+    if (!list.Take(sequence, attribute) || !attribute.Take(octetString, name) ||
+        !attribute.Take(set, values) || !attribute.Empty() || values.Empty())
+    {
+        return false;
+    }
+    attributes_.push_back({name.Bytes(), values});
+    while (!values.Empty())
+    {
+        CKVRElements value;
+        if (!values.Take(octetString, value))
+        {
+            return false;
+        }
+    }
+    return true;
+}
+
+/** True when the last entry had the same names in the same order. */
+bool CKVRReceivedEntry::hasKnownNames() const
+{
+    if (attributes_.size() != sorted_.size())
+    {
+        return false;
+    }
+    std::string_view known = knownNames_;
+    for (const CKVRReceivedAttribute& attribute : attributes_)
+    {
+        const std::size_t size = attribute.name.size();
+        if (known.size() <= size || known[size] != '\0' || known.compare(0, size, attribute.name) != 0)
+        {
+            return false;
+        }
+        known.remove_prefix(size + 1);
+    }
+    return known.empty();
+}
+
+bool CKVRReceivedEntry::learnNames()
+{
+    knownNames_.clear();
+    sorted_.clear();
+    if (hasRepetition())
+    {
+        return false;
+    }
+    std::size_t size = 0;
+    for (const CKVRReceivedAttribute& attribute : attributes_)
+    {
+        size += attribute.name.size() + 1;
+    }
+    // Names and order change together or, without memory, not at all.
+    knownNames_.reserve(size);
+    sorted_.resize(attributes_.size());
+    std::iota(sorted_.begin(), sorted_.end(), 0U);
+    std::sort(sorted_.begin(), sorted_.end(),
+              [this](std::uint32_t one, std::uint32_t other)
+              { return attributes_[one].name < attributes_[other].name; });
+    for (const CKVRReceivedAttribute& attribute : attributes_)
+    {
+        knownNames_.append(attribute.name).push_back('\0');
+    }
+    return true;
+}
+
+/** True also for a name that is not plain. */
 bool CKVRReceivedEntry::hasRepetition()
 {
     std::size_t size = 16;
@@ -163,11 +200,16 @@ bool CKVRReceivedEntry::hasRepetition()
     slots_.assign(size, 0);
     for (std::uint32_t number = 1; number <= attributes_.size(); ++number)
     {
-        const CKVRReceivedAttribute& attribute = attributes_[number - 1];
-        std::size_t slot = attribute.hash & (size - 1);
+        const std::string_view name = attributes_[number - 1].name;
+        std::uint32_t hash = 0;
+        if (!hashName(name, hash))
+        {
+            return true;
+        }
+        std::size_t slot = hash & (size - 1);
         for (; slots_[slot] != 0; slot = (slot + 1) & (size - 1))
         {
-            if (isSameName(attributes_[slots_[slot] - 1], attribute))
+            if (isSameName(attributes_[slots_[slot] - 1].name, name))
             {
                 return true;
             }

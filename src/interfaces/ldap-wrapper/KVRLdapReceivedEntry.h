@@ -1,76 +1,116 @@
 #pragma once
 
-#include "KVRLdapHandles.h"
+#include "KVRLdapElements.h"
 
 #include <ldap.h>
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace KVR
 {
 
-/** What buffers that are used again keep at most: bytes of a text, and records of less than 64 bytes. */
-constexpr std::size_t keptBytes = 64UL * 1024;
-constexpr std::size_t keptRecords = 1024;
+/**
+ * Bytes that are kept for the next entry at most: by each of the six buffers of a connection, and by the
+ * texts of an entity beyond what they hold. Together they are 64 KiB.
+ */
+constexpr std::size_t keptByBuffer = 10UL * 1024;
+constexpr std::size_t keptByEntity = 4UL * 1024;
 
-/** An attribute of a received entry; name and values point into the message. */
+/** Gives the memory of a large buffer back. */
+template <typename Buffer>
+void giveBack(Buffer& buffer)
+{
+    if (buffer.capacity() * sizeof(typename Buffer::value_type) > keptByBuffer)
+    {
+        Buffer().swap(buffer);
+    }
+}
+
+/** An attribute of a received entry. */
 struct CKVRReceivedAttribute
 {
-    berval name{};
-    std::uint32_t hash = 0; /**< of the name, equal for names that differ only in case */
-    ValueArrayOwner values; /**< ended by one without data */
+    std::string_view name;
+    CKVRElements values; /**< OCTET STRINGs */
 };
 
 /**
- * A received entry as references into its message, gathered in one pass with ldap_get_dn_ber(3) and
- * ldap_get_attribute_ber(3). Gathering copies nothing; it ends names and values by zero bytes in place.
+ * A received entry as views into its message, which is read in one pass and never written to; nor is
+ * anything left in the session.
  *
- * The object can be used again for the next entry and keeps some memory for that.
+ * The object can be used again for the next entry. It keeps some memory for that, and the names of the
+ * last one: entries of one kind have the same, and need not be sorted again.
  */
 class CKVRReceivedEntry
 {
 public:
     /**
-     * Gathers the entry. Where its elements do not fit together it is left as it was sent but for the
-     * tag behind the DN, and if that one was wrong the session keeps LDAP_DECODING_ERROR.
-     * @return false when it is not plain: it can't be decoded, lacks its DN, an attribute has no values or
-     *         comes twice, in whatever letter case, or DN or a name holds something that a C string or
-     *         ASCII can't. The gathered is of no use then
+     * Reads the entry. The views end with its message.
+     * @return false when it is not plain: libldap does not show its bytes, an element has an unusual tag or
+     *         does not fill what surrounds it, an attribute has no values or comes twice, in whatever letter
+     *         case, or DN or a name holds something that a C string or ASCII can't. What was read is of
+     *         no use then
      */
-    bool Gather(LDAP* session, LDAPMessage* entry);
+    bool Read(LDAPMessage* entry);
 
-    /** Releases what was gathered, and the memory of an entry with many attributes. */
-    void Clear();
-
-    const berval& Dn() const { return dn_; }
-    const std::vector<CKVRReceivedAttribute>& Attributes() const { return attributes_; }
-
-private:
-    bool gatherAttributes(LDAP* session, LDAPMessage* entry, BerElement* cursor);
-    bool hasRepetition();
-
-    berval dn_{};
-    std::vector<CKVRReceivedAttribute> attributes_;
-    std::vector<std::uint32_t> slots_; /**< hash table: numbers of attributes from 1, 0 is free */
-};
-
-/** What reading an entry needs for a moment; a connection keeps it from one entry to the next. */
-struct CKVREntryScratch
-{
-    CKVRReceivedEntry entry;
-    std::string value;
-
-    void Clear()
+    /**
+     * Replaces the values by what the call returns for them, in the server's order. Of a failure half-way,
+     * those before it are left.
+     */
+    template <typename Call>
+    void Convert(Call&& call)
     {
-        entry.Clear();
-        if (value.capacity() > keptBytes)
+        texts_.clear();
+        const Converted converted(*this);
+        for (const CKVRReceivedAttribute& attribute : attributes_)
         {
-            // An assignment would keep the memory.
-            std::string().swap(value);
+            std::string_view text;
+            for (CKVRElements values = attribute.values; values.TakeText(text);)
+            {
+                AppendText(texts_, call(text));
+            }
         }
     }
+
+    /** Forgets the entry, and gives back the memory of a large one. */
+    void Clear();
+
+    std::string_view Dn() const { return dn_; }
+
+    /** In the server's order. */
+    const std::vector<CKVRReceivedAttribute>& Attributes() const { return attributes_; }
+
+    /** Numbers of the attributes, in the order of their names. */
+    const std::vector<std::uint32_t>& Sorted() const { return sorted_; }
+
+private:
+    /** Lets the attributes have the converted values, as many as there are in the end. */
+    class Converted
+    {
+    public:
+        explicit Converted(CKVRReceivedEntry& entry) : entry_(entry) {}
+        ~Converted();
+
+        Converted(const Converted&) = delete;
+        Converted& operator=(const Converted&) = delete;
+
+    private:
+        CKVRReceivedEntry& entry_;
+    };
+
+    bool readAttribute(CKVRElements& list);
+    bool hasKnownNames() const;
+    bool learnNames();
+    bool hasRepetition();
+
+    std::string_view dn_;
+    std::vector<CKVRReceivedAttribute> attributes_;
+    std::string texts_;      /**< converted values */
+    std::string knownNames_; /**< those that sorted_ belongs to, a zero byte behind each */
+    std::vector<std::uint32_t> sorted_;
+    std::vector<std::uint32_t> slots_; /**< hash table: numbers of attributes from 1, 0 is free */
 };
 
 } // namespace KVR

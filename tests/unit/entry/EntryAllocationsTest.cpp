@@ -1,6 +1,5 @@
-// How often filling an entity from a plain entry allocates, once the connection has read one like it:
-// a node of the map for each value, the text of values that do not fit into the string object, and for
-// each name that does not fit a copy in each node and one to build them from.
+// How often filling an entity allocates when it, and its connection, have read an entry before; and how much
+// of a large entry's memory they keep.
 
 #include "Allocations.h"
 #include "Caught.h"
@@ -15,6 +14,10 @@
 #include <kvr/KVRUtils.h>
 
 #include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <new>
 
 namespace KVR::Support
 {
@@ -45,83 +48,153 @@ Attributes attributesOf(int count, const std::string& value)
 class EntryAllocations : public testing::Test
 {
 protected:
-    /** How often Fetch allocates for the entry when one just like it was read before. */
-    long allocationsFor(const Attributes& attributes)
+    ~EntryAllocations() override { SetDefaultCodeset("UTF-8"); }
+
+    /** Searches for entries of these attributes with a new connection. */
+    void search(const std::vector<Attributes>& entries, const std::string& codeset = "UTF-8")
     {
-        server.onSearch = [&](int id)
+        server.onSearch = [entries](int id)
         {
-            const std::string entry = entryMessage(id, entryContent("cn=a", attributes));
-            return entry + entry + entry + resultMessage(id, LDAP_RES_SEARCH_RESULT, 0);
+            std::string bytes;
+            for (const Attributes& attributes : entries)
+            {
+                bytes += entryMessage(id, entryContent("cn=an entry that has a long name,dc=x", attributes));
+            }
+            return bytes + resultMessage(id, LDAP_RES_SEARCH_RESULT, 0);
         };
         library.makeSession = [this] { return server.makeSession(); };
-        CKVRLdapConnection connection(host);
-        connection.Connect("memory", KVRAuthAnonymous);
+        query.reset();
+        entity.reset();
+        SetDefaultCodeset(codeset);
+        connection = std::make_unique<CKVRLdapConnection>(host);
+        connection->Connect("memory", KVRAuthAnonymous);
         std::list<std::string> names;
-        const auto query = connection.Search("dc=x", "(objectClass=*)", names, alSCOPE_SUB);
+        query = connection->Search("dc=x", "(objectClass=*)", names, alSCOPE_SUB);
         library.readOptions.reserve(1000);
-        std::shared_ptr<IKVRLdapEntity> entity;
+    }
+
+    /** How often Fetch allocates for the second entry, into the entity that holds the first. */
+    long allocationsAfter(const Attributes& first, const Attributes& second,
+                          const std::string& codeset = "UTF-8")
+    {
+        search({first, second}, codeset);
         EXPECT_TRUE(query->Fetch(entity));
-        const CountedAllocations second;
+        const CountedAllocations allocations;
         EXPECT_TRUE(query->Fetch(entity));
-        const long number = second.number();
-        const CountedAllocations third;
-        EXPECT_TRUE(query->Fetch(entity));
-        EXPECT_EQ(third.number(), number) << "what is kept does not grow";
-        EXPECT_EQ(library.readDns, 0) << "read in place";
+        const long number = allocations.number();
+        EXPECT_EQ(library.readDns, 0) << "read in one pass";
         return number;
+    }
+
+    long allocationsForAnother(const Attributes& attributes)
+    {
+        return allocationsAfter(attributes, attributes);
+    }
+
+    /** Bytes that are kept beyond what the small entry takes, once an entity that held it had the large. */
+    long keptOf(const Attributes& large, const Attributes& small, const std::string& codeset = "UTF-8")
+    {
+        search({small, large, small}, codeset);
+        EXPECT_TRUE(query->Fetch(entity));
+        const CountedAllocations allocations;
+        EXPECT_TRUE(query->Fetch(entity));
+        EXPECT_TRUE(query->Fetch(entity));
+        return allocations.bytes();
     }
 
     LdapInterposer library;
     MemoryServer server;
     RecordingHost host;
+    std::unique_ptr<CKVRLdapConnection> connection;
+    std::shared_ptr<IKVRLdapQuery> query;
+    std::shared_ptr<IKVRLdapEntity> entity;
 };
 
-TEST_F(EntryAllocations, AShortValueNeedsItsNode)
+TEST_F(EntryAllocations, AnEntryLikeTheOneBeforeNeedsNone)
 {
-    EXPECT_EQ(allocationsFor(oneAttribute("cn", 1, shortText)), 1);
-    EXPECT_EQ(allocationsFor(oneAttribute("cn", 1000, shortText)), 1000);
-    EXPECT_EQ(allocationsFor(attributesOf(1000, shortText)), 1000);
+    EXPECT_EQ(allocationsForAnother({}), 0);
+    EXPECT_EQ(allocationsForAnother(oneAttribute("cn", 1000, shortText)), 0);
+    EXPECT_EQ(allocationsForAnother(oneAttribute("cn", 1000, longText)), 0);
+    EXPECT_EQ(allocationsForAnother(oneAttribute(longName, 1000, longText)), 0);
+    EXPECT_EQ(allocationsForAnother(attributesOf(200, longText)), 0);
 }
 
-TEST_F(EntryAllocations, ALongValueNeedsItsNodeAndItsText)
+TEST_F(EntryAllocations, AConvertedValueNeedsNone)
 {
-    EXPECT_EQ(allocationsFor(oneAttribute("cn", 1, longText)), 2);
-    EXPECT_EQ(allocationsFor(oneAttribute("cn", 1000, longText)), 2000);
-    EXPECT_EQ(allocationsFor(attributesOf(1000, longText)), 2000);
+    const Attributes attributes = oneAttribute("cn", 50, longText);
+    EXPECT_EQ(allocationsAfter(attributes, attributes, "ISO-8859-1"), 0);
 }
 
-TEST_F(EntryAllocations, ALongNameIsBuiltOnceAndCopiedIntoItsNodes)
+TEST_F(EntryAllocations, WhatIsMoreThanBeforeNeedsItsNodeAndItsLongTexts)
 {
-    EXPECT_EQ(allocationsFor(oneAttribute(longName, 1, shortText)), 1 + 2);
-    EXPECT_EQ(allocationsFor(oneAttribute(longName, 1000, shortText)), 1 + 2000);
-    EXPECT_EQ(allocationsFor(oneAttribute(longName, 1000, longText)), 1 + 3000);
+    EXPECT_EQ(allocationsAfter(oneAttribute("cn", 2, shortText), oneAttribute("cn", 5, shortText)), 3);
+    EXPECT_EQ(allocationsAfter(oneAttribute("cn", 2, longText), oneAttribute("cn", 5, longText)), 3 * 2);
+    EXPECT_EQ(allocationsAfter(oneAttribute("cn", 2, shortText), oneAttribute("cn", 2, longText)), 2);
 }
 
-TEST_F(EntryAllocations, AnEntryWithoutAttributesNeedsNothing)
+TEST_F(EntryAllocations, WhatIsLessThanBeforeNeedsNone)
 {
-    EXPECT_EQ(allocationsFor({}), 0);
+    EXPECT_EQ(allocationsAfter(oneAttribute("cn", 5, longText), oneAttribute("cn", 2, shortText)), 0);
+    EXPECT_EQ(allocationsAfter({{"a", {"1"}}, {"b", {"2"}}}, {{"b", {"2"}}}), 0) << "names that are fewer";
 }
 
-/** A value that is longer than what a connection keeps is copied once more. */
-TEST_F(EntryAllocations, AVeryLongValueIsNotKeptByTheConnection)
+constexpr long kept = 64L * 1024;
+
+TEST_F(EntryAllocations, OfALargeEntryLittleIsKept)
 {
-    EXPECT_EQ(allocationsFor(oneAttribute("cn", 1, std::string(60000, 'x'))), 2);
-    EXPECT_EQ(allocationsFor(oneAttribute("cn", 1, std::string(70000, 'x'))), 3);
+    const Attributes small = oneAttribute("cn", 1, shortText);
+    const std::string huge(1000000, 'x');
+    for (const char* codeset : {"UTF-8", "ISO-8859-1"})
+    {
+        SCOPED_TRACE(codeset);
+        EXPECT_LE(keptOf(oneAttribute("cn", 1, huge), small, codeset), kept);
+        EXPECT_LE(keptOf(oneAttribute("cn", 20000, longText), small, codeset), kept);
+        EXPECT_LE(keptOf(attributesOf(20000, longText), small, codeset), kept);
+        EXPECT_LE(keptOf(attributesOf(300, longText), small, codeset), kept);
+        EXPECT_LE(keptOf(oneAttribute(std::string(100000, 'n'), 1, huge), small, codeset), kept);
+    }
 }
 
-/** Twelve allocations let the list of attributes grow to 2,048, and one makes the table of names. */
-TEST_F(EntryAllocations, TheRecordsOfManyAttributesAreNotKeptByTheConnection)
+/** Each of the texts could keep little, all of them together would keep much. */
+TEST_F(EntryAllocations, OfManyLongTextsLittleIsKept)
 {
-    EXPECT_EQ(allocationsFor(attributesOf(1024, shortText)), 1024);
-    EXPECT_EQ(allocationsFor(attributesOf(1025, shortText)), 1025 + 12 + 1);
+    EXPECT_LE(keptOf(oneAttribute("cn", 5000, std::string(100, 'x')), oneAttribute("cn", 5000, longText)),
+              kept);
 }
 
-TEST_F(EntryAllocations, AConvertedValueNeedsNoMore)
+/** As if it was cleared first and filled value by value. */
+TEST_F(EntryAllocations, OfAnEntryThatMemoryIsTooSmallForTheBeginningIsLeft)
 {
-    SetDefaultCodeset("ISO-8859-1");
-    const long number = allocationsFor(oneAttribute("cn", 1000, longText));
-    SetDefaultCodeset("UTF-8");
-    EXPECT_EQ(number, 2000);
+    const Attributes former = {{"cn", {"1", "2"}}, {"former", {longText}}, {"sn", {longText}}};
+    const Attributes latter = {
+        {"sn", {longText + longText, "3"}}, {"cn", {longText, "4", "5"}}, {longName, {longText}}};
+    std::size_t most = 0;
+    for (long number = 1;; ++number)
+    {
+        search({former, latter, latter}, "ISO-8859-1");
+        ASSERT_TRUE(query->Fetch(entity));
+        entity->dn = "cn=former";
+        std::type_index thrown = typeid(void);
+        {
+            const FailingAllocation failing(FailingAllocation::By::OperatorNew, number);
+            thrown = caught([&] { query->Fetch(entity); }).type;
+            if (!failing.failed())
+            {
+                break;
+            }
+        }
+        EXPECT_EQ(thrown, typeid(std::bad_alloc));
+        EXPECT_NE(entity->dn, "cn=former");
+        EXPECT_LE(entity->attributes.size(), 6U);
+        EXPECT_EQ(entity->attributes.count("former"), 0U);
+        EXPECT_EQ(entity->attributes.count("cn") > 0 && entity->attributes.find("cn")->second != longText,
+                  false);
+        most = std::max(most, entity->attributes.size());
+        ASSERT_TRUE(query->Fetch(entity));
+        EXPECT_EQ(entity->attributes.size(), 6U) << "the next one is whole";
+        EXPECT_EQ(entity->dn.size(), 37U);
+    }
+    EXPECT_GE(most, 3U);
 }
 
 /** The buffer of a conversion is four times as long as its text. */
@@ -129,19 +202,18 @@ TEST_F(EntryAllocations, OnlyAShortBufferIsKeptForTheNextConversion)
 {
     SetDefaultCodeset("ISO-8859-1");
     library.makeSession = [this] { return server.makeSession(); };
-    CKVRLdapConnection connection(host);
-    connection.Connect("memory", KVRAuthAnonymous);
-    SetDefaultCodeset("UTF-8");
+    CKVRLdapConnection converting(host);
+    converting.Connect("memory", KVRAuthAnonymous);
     const auto allocationsAfter = [&](const std::string& text)
     {
-        EXPECT_EQ(caught([&] { connection.Utf8ToLocal(text); }).type == typeid(void), text.back() != '\xff');
+        EXPECT_EQ(caught([&] { converting.Utf8ToLocal(text); }).type == typeid(void), text.back() != '\xff');
         const CountedAllocations allocations;
-        EXPECT_EQ(connection.Utf8ToLocal("ab"), "ab");
+        EXPECT_EQ(converting.Utf8ToLocal("ab"), "ab");
         return allocations.number();
     };
-    EXPECT_EQ(allocationsAfter(std::string(16000, 'x')), 0);
-    EXPECT_EQ(allocationsAfter(std::string(17000, 'x')), 1);
-    EXPECT_EQ(allocationsAfter(std::string(17000, 'x') + '\xff'), 1) << "nor when it has failed";
+    EXPECT_EQ(allocationsAfter(std::string(2500, 'x')), 0);
+    EXPECT_EQ(allocationsAfter(std::string(2600, 'x')), 1);
+    EXPECT_EQ(allocationsAfter(std::string(2600, 'x') + '\xff'), 1) << "nor when it has failed";
 }
 
 } // namespace

@@ -1,5 +1,5 @@
-// Whatever a server may send in good order reads the same in one pass, in place, as it does by name:
-// DN, names, values and their order, calls, errors and the kept code, also when it is read once more.
+// Whatever a server may send in good order reads the same in one pass as it does by name: DN, names, values
+// and their order, calls, errors and the kept code, also when it is read once more.
 
 #include "EntryBytes.h"
 #include "EntryGenerator.h"
@@ -25,76 +25,104 @@ EntryAnswer answerWith(const Attributes& attributes, int code = 0)
     return {{entryContent("cn=a,dc=x", attributes)}, code, ""};
 }
 
-/** Reads the answer in all ways, each with bytes of its own. @return how the module does it */
-Reading readAlike(const EntryAnswer& answer, const Conversion& conversion = {})
+constexpr std::uint32_t settings = 3 * 4 * entityUses * 8;
+
+class EntryEquality : public testing::Test
 {
-    const Reading reading = readAnswer(answer, Road::AsItIs, conversion);
-    for (const Road road : {Road::ByName, Road::Reference})
+protected:
+    /** Reads the answer in all ways. @return how the module does it */
+    Reading readAlike(const EntryAnswer& answer, const Setting& setting = {})
     {
-        const Reading other = readAnswer(answer, road, conversion);
-        EXPECT_EQ(other.readInPlace, 0);
-        EXPECT_EQ(reading.events, other.events);
-        EXPECT_EQ(reading.quiet, other.quiet);
-        EXPECT_EQ(reading.keptCode, other.keptCode);
+        Reading reading = reader.read(answer, Road::AsItIs, setting);
+        for (const Road road : {Road::ByName, Road::Reference})
+        {
+            const Reading other = reader.read(answer, road, setting);
+            if (!(reading.events == other.events))
+            {
+                EXPECT_EQ(reading.events.lines(), other.events.lines());
+            }
+            EXPECT_EQ(reading.quiet, other.quiet);
+            EXPECT_EQ(reading.keptCode, other.keptCode);
+        }
+        return reading;
     }
-    return reading;
-}
 
-/** Entries by chance. @return how many of them were read in place */
-int readGenerated(bool odd, std::uint32_t seed, int answers, const Conversion& fixed = {})
-{
-    int inPlace = 0;
-    EntryGenerator generator(seed);
-    for (int number = 0; number < answers && !testing::Test::HasFailure(); ++number)
+    int readInOnePass(const EntryAnswer& answer, const Setting& setting = {})
     {
-        SCOPED_TRACE("answer " + std::to_string(number));
-        inPlace += readAlike(generator.answer(odd), fixed).readInPlace;
+        return readAlike(answer, setting).readInOnePass;
     }
-    return inPlace;
-}
 
-TEST(EntryEquality, PlainEntriesByChanceReadTheSameAndInPlace)
-{
-    constexpr int answers = 800;
-    EXPECT_GE(readGenerated(false, 1, answers), answers) << "one entry at least in each answer";
-}
-
-TEST(EntryEquality, OddEntriesByChanceReadTheSame)
-{
-    constexpr int answers = 800;
-    const int inPlace = readGenerated(true, 2, answers);
-    EXPECT_GT(inPlace, answers / 20);
-    EXPECT_LT(inPlace, answers);
-}
-
-TEST(EntryEquality, EntriesReadTheSameWhileValuesAreConverted)
-{
-    for (const char* codeset : {"ISO-8859-1", "ISO-2022-JP", "UTF-16", "UTF-7", "no such set"})
+    /** Entries by chance, in this setting or in all. @return how many of them were read in one pass */
+    int readGenerated(bool odd, std::uint32_t seed, int answers, const Setting* fixed = nullptr)
     {
-        SCOPED_TRACE(codeset);
-        readGenerated(false, 3, 80, {codeset});
-        readGenerated(true, 4, 80, {codeset});
+        int inOnePass = 0;
+        EntryGenerator generator(seed);
+        for (int number = 0; number < answers && !HasFailure(); ++number)
+        {
+            SCOPED_TRACE("answer " + std::to_string(number));
+            const Setting setting = fixed != nullptr ? *fixed : settingOf(generator.below(settings));
+            inOnePass += readInOnePass(generator.answer(odd), setting);
+        }
+        return inOnePass;
     }
+
+    EntryReader reader;
+};
+
+TEST_F(EntryEquality, PlainEntriesByChanceReadTheSameAndInOnePass)
+{
+    constexpr int answers = 500;
+    const Setting plain;
+    EXPECT_GE(readGenerated(false, 1, answers, &plain), answers) << "one entry at least in each answer";
 }
 
-TEST(EntryEquality, EntriesReadTheSameWhenAConversionThrowsInTheMiddle)
+TEST_F(EntryEquality, OddEntriesByChanceReadTheSame)
 {
-    for (int number = 1; number <= 12; ++number)
+    constexpr int answers = 500;
+    const Setting plain;
+    const int inOnePass = readGenerated(true, 2, answers, &plain);
+    EXPECT_GT(inOnePass, answers / 20);
+    EXPECT_LT(inOnePass, answers);
+}
+
+TEST_F(EntryEquality, EntriesReadTheSameWhateverTheEntityTheTypesTheCodeAndTheCharacterSet)
+{
+    readGenerated(false, 3, 2000);
+    readGenerated(true, 4, 1000);
+}
+
+TEST_F(EntryEquality, EntriesReadTheSameInRareCharacterSets)
+{
+    for (const char* codeset : {"UTF-16", "no such set"})
     {
-        SCOPED_TRACE(number);
-        readGenerated(false, 5, 20, {"UTF-8", number});
-        readGenerated(true, 6, 20, {"UTF-8", number});
+        const Setting setting{codeset};
+        readGenerated(false, 3, 80, &setting);
+        readGenerated(true, 4, 80, &setting);
     }
 }
 
-TEST(EntryEquality, EntriesReadTheSameWhileEachConversionReadsOthers)
+TEST_F(EntryEquality, EntriesReadTheSameWhenAConversionThrowsInTheMiddle)
 {
-    EXPECT_GT(readGenerated(false, 7, 40, {"UTF-8", 0, true}), 0);
-    readGenerated(true, 8, 40, {"UTF-8", 0, true});
-    readGenerated(false, 9, 40, {"ISO-8859-1", 7, true});
+    Setting setting{"UTF-8", Types::Deriving};
+    for (setting.throwsAt = 1; setting.throwsAt <= 12; ++setting.throwsAt)
+    {
+        readGenerated(false, 5, 20, &setting);
+        readGenerated(true, 6, 20, &setting);
+    }
 }
 
-TEST(EntryEquality, AThousandAttributesWithTenThousandValuesAreReadInPlace)
+TEST_F(EntryEquality, EntriesReadTheSameWhileEachConversionReadsOthers)
+{
+    Setting setting{"UTF-8", Types::Deriving};
+    setting.searches = true;
+    readGenerated(false, 7, 40, &setting);
+    readGenerated(true, 8, 40, &setting);
+    setting.codeset = "ISO-8859-1";
+    setting.throwsAt = 7;
+    readGenerated(false, 9, 40, &setting);
+}
+
+TEST_F(EntryEquality, AThousandAttributesWithTenThousandValuesAreReadInOnePass)
 {
     Attributes attributes;
     for (int name = 0; name < 1000; ++name)
@@ -106,15 +134,15 @@ TEST(EntryEquality, AThousandAttributesWithTenThousandValuesAreReadInPlace)
         }
     }
     const Reading reading = readAlike(answerWith(attributes));
-    EXPECT_EQ(reading.readInPlace, 1);
+    EXPECT_EQ(reading.readInOnePass, 1);
     EXPECT_TRUE(reading.quiet);
-    EXPECT_THAT(reading.events, Contains("  name0 = value 7"));
+    EXPECT_THAT(reading.events.lines(), Contains("  name0 = value 7"));
 
     attributes.push_back({"NAME999", {"again"}});
-    EXPECT_EQ(readAlike(answerWith(attributes)).readInPlace, 0);
+    EXPECT_EQ(readInOnePass(answerWith(attributes)), 0);
 }
 
-TEST(EntryEquality, TenThousandValuesOfOneAttributeKeepTheirOrderInPlace)
+TEST_F(EntryEquality, TenThousandValuesOfOneAttributeKeepTheirOrderInOnePass)
 {
     Attribute attribute{"member", {}};
     std::vector<std::string> lines;
@@ -124,35 +152,43 @@ TEST(EntryEquality, TenThousandValuesOfOneAttributeKeepTheirOrderInPlace)
         lines.push_back("  member = " + attribute.values.back());
     }
     const Reading reading = readAlike(answerWith({{"cn", {"z"}}, attribute, {"sn", {"a"}}}));
-    EXPECT_EQ(reading.readInPlace, 1);
-    const auto& events = reading.events;
+    EXPECT_EQ(reading.readInOnePass, 1);
+    const auto events = reading.events.lines();
     const auto first = std::find(events.begin(), events.end(), lines.front());
     ASSERT_GE(events.end() - first, 10000);
     EXPECT_EQ(std::vector<std::string>(first, first + 10000), lines);
 }
 
-TEST(EntryEquality, LongValuesAreReadInPlace)
+TEST_F(EntryEquality, LongValuesAreReadInOnePass)
 {
     const std::string longValue(512UL * 1024, 'x');
-    EXPECT_EQ(readAlike(answerWith({{"jpegPhoto", {longValue, "a", longValue + "\0more"s}}})).readInPlace, 1);
-    EXPECT_EQ(readAlike(answerWith({{"jpegPhoto", {longValue, "a"}}}), {"ISO-8859-1"}).readInPlace, 1);
+    EXPECT_EQ(readInOnePass(answerWith({{"jpegPhoto", {longValue, "a", longValue + "\0more"s}}})), 1);
+    EXPECT_EQ(readInOnePass(answerWith({{"jpegPhoto", {longValue, "a"}}}), {"ISO-8859-1"}), 1);
 }
 
-TEST(EntryEquality, OptionsBetweenTheirAttributeKeepTheServersOrder)
+TEST_F(EntryEquality, OptionsBetweenTheirAttributeKeepTheServersOrder)
 {
-    EXPECT_EQ(readAlike(answerWith({{"cn;lang-de", {"1", "0"}},
-                                    {"cn", {"c", "a", "b", "a"}},
-                                    {"CN;lang-en", {"y", "x"}},
-                                    {"cn;lang-de;x", {"2"}},
-                                    {"ab", {"3"}}}))
-                  .readInPlace,
+    EXPECT_EQ(readInOnePass(answerWith({{"cn;lang-de", {"1", "0"}},
+                                        {"cn", {"c", "a", "b", "a"}},
+                                        {"CN;lang-en", {"y", "x"}},
+                                        {"cn;lang-de;x", {"2"}},
+                                        {"ab", {"3"}}})),
               1);
 }
 
-TEST(EntryEquality, TheEntityIsClearedAndFilledOnceInPlace)
+/** The events from this one on, as many as there are others. */
+std::vector<std::string> eventsFrom(const Reading& reading, const std::vector<std::string>& expected)
 {
-    const Reading reading = readAlike(answerWith({{"cn", {"b", "a"}}, {"sn", {"c"}}}));
-    const std::vector<std::string> firstEntry = {"Clear of \"cn=former\" with 1",
+    const auto lines = reading.events.lines();
+    const auto first = std::find(lines.begin(), lines.end(), expected.front());
+    const auto size = std::min<long>(lines.end() - first, static_cast<long>(expected.size()));
+    return {first, first + size};
+}
+
+TEST_F(EntryEquality, TheEntityIsClearedAndFilledOnce)
+{
+    const EntryAnswer answer = answerWith({{"cn", {"b", "a"}}, {"sn", {"c"}}});
+    const std::vector<std::string> byDeriving = {"Clear of \"cn=former\" with 1",
                                                  "Utf8ToLocal \"b\" into \"cn=a,dc=x\" with 0",
                                                  "Utf8ToLocal \"a\" into \"cn=a,dc=x\" with 1",
                                                  "Utf8ToLocal \"c\" into \"cn=a,dc=x\" with 2",
@@ -160,32 +196,38 @@ TEST(EntryEquality, TheEntityIsClearedAndFilledOnceInPlace)
                                                  "  cn = b",
                                                  "  cn = a",
                                                  "  sn = c"};
-    const auto clear = std::find(reading.events.begin(), reading.events.end(), firstEntry.front());
-    ASSERT_GE(reading.events.end() - clear, static_cast<long>(firstEntry.size()));
-    EXPECT_EQ(std::vector<std::string>(clear, clear + static_cast<long>(firstEntry.size())), firstEntry);
+    const Reading deriving = readAlike(answer, {"UTF-8", Types::Deriving});
+    EXPECT_EQ(eventsFrom(deriving, byDeriving), byDeriving);
+    EXPECT_EQ(deriving.readInOnePass, 0);
+
+    const std::vector<std::string> byOwn = {"Clear of \"cn=former\" with 1", "entry \"cn=a,dc=x\", code 0",
+                                            "  cn = b", "  cn = a", "  sn = c"};
+    const Reading own = readAlike(answer, {"UTF-8", Types::OwnConnection});
+    EXPECT_EQ(eventsFrom(own, byOwn), byOwn);
+    EXPECT_EQ(own.readInOnePass, 1);
 }
 
-TEST(EntryEquality, IconvIsToldFourBytesAByteAndIsNeverReset)
+TEST_F(EntryEquality, IconvIsToldFourBytesAByteAndIsNeverReset)
 {
     const Reading reading = readAlike(
         answerWith({{"cn", {std::string(50000, 'x'), std::string(5000, 'x'), "ab"}}, {"sn", {"abc"}}}),
         {"ISO-8859-1"});
-    EXPECT_THAT(reading.events, Contains("iconv of 50000 into 200000"));
-    EXPECT_THAT(reading.events, Contains("iconv of 2 into 8"));
-    EXPECT_THAT(reading.events, Contains("iconv of 3 into 12"));
-    EXPECT_THAT(reading.events, Not(Contains(HasSubstr("without input"))));
+    EXPECT_THAT(reading.events.lines(), Contains("iconv of 50000 into 200000"));
+    EXPECT_THAT(reading.events.lines(), Contains("iconv of 2 into 8"));
+    EXPECT_THAT(reading.events.lines(), Contains("iconv of 3 into 12"));
+    EXPECT_THAT(reading.events.lines(), Not(Contains(HasSubstr("without input"))));
 }
 
-TEST(EntryEquality, AValueThatCannotBeConvertedLeavesTheEntityAsFarAsItWas)
+TEST_F(EntryEquality, AValueThatCannotBeConvertedLeavesTheEntityAsFarAsItWas)
 {
     const Reading reading =
         readAlike(answerWith({{"cn", {"a", "\xd0\x96", "b"}}, {"sn", {"c"}}}), {"ISO-8859-1"});
-    EXPECT_EQ(reading.readInPlace, 1);
+    EXPECT_EQ(reading.readInOnePass, 1);
     EXPECT_FALSE(reading.quiet);
-    EXPECT_THAT(reading.events, Contains(HasSubstr("iconv conversion failed.")));
-    EXPECT_THAT(reading.events, Contains("  cn = a"));
-    EXPECT_THAT(reading.events, Not(Contains("  cn = b")));
-    EXPECT_THAT(reading.events, Not(Contains("  sn = c")));
+    EXPECT_THAT(reading.events.lines(), Contains(HasSubstr("iconv conversion failed.")));
+    EXPECT_THAT(reading.events.lines(), Contains("  cn = a"));
+    EXPECT_THAT(reading.events.lines(), Not(Contains("  cn = b")));
+    EXPECT_THAT(reading.events.lines(), Not(Contains("  sn = c")));
 }
 
 /** What is not plain, and why. */
@@ -196,7 +238,7 @@ struct NotPlain
     Attributes attributes;
 };
 
-class NotPlainEntry : public testing::TestWithParam<NotPlain>
+class NotPlainEntry : public EntryEquality, public testing::WithParamInterface<NotPlain>
 {
 };
 
@@ -208,7 +250,7 @@ TEST_P(NotPlainEntry, IsReadByNameWithTheSameResult)
             {entryContent(GetParam().dn, GetParam().attributes), entryContent("cn=b,dc=x", {{"cn", {"b"}}})},
             code,
             ""};
-        EXPECT_EQ(readAlike(answer).readInPlace, 1) << "the second one";
+        EXPECT_EQ(readInOnePass(answer), 1) << "the second one";
     }
 }
 
@@ -233,38 +275,37 @@ INSTANTIATE_TEST_SUITE_P(Entries, NotPlainEntry, testing::ValuesIn(notPlain),
                          [](const auto& described) { return std::string(described.param.what); });
 
 /** Names that a careless comparison takes for the same. */
-TEST(EntryEquality, NamesThatOnlyLookAlikeAreReadInPlace)
+TEST_F(EntryEquality, NamesThatOnlyLookAlikeAreReadInOnePass)
 {
-    EXPECT_EQ(readAlike(answerWith({{"@", {"1"}},
-                                    {"`", {"2"}},
-                                    {"a[", {"3"}},
-                                    {"A{", {"4"}},
-                                    {"cn", {"5"}},
-                                    {"cn ", {"6"}},
-                                    {"c", {"7"}},
-                                    {"\x01", {"8"}},
-                                    {"!", {"9"}}}))
-                  .readInPlace,
+    EXPECT_EQ(readInOnePass(answerWith({{"@", {"1"}},
+                                        {"`", {"2"}},
+                                        {"a[", {"3"}},
+                                        {"A{", {"4"}},
+                                        {"cn", {"5"}},
+                                        {"cn ", {"6"}},
+                                        {"c", {"7"}},
+                                        {"\x01", {"8"}},
+                                        {"!", {"9"}}})),
               1);
 }
 
-TEST(EntryEquality, AnEntryWithoutAttributesOrWithAnEmptyDnIsReadInPlace)
+TEST_F(EntryEquality, AnEntryWithoutAttributesOrWithAnEmptyDnIsReadInOnePass)
 {
-    EXPECT_EQ(readAlike(answerWith({})).readInPlace, 1);
-    EXPECT_EQ(readAlike({{entryContent("", {{"cn", {"a"}}}), entryContent("", {})}, 0, ""}).readInPlace, 2);
+    EXPECT_EQ(readInOnePass(answerWith({})), 1);
+    EXPECT_EQ(readInOnePass({{entryContent("", {{"cn", {"a"}}}), entryContent("", {})}, 0, ""}), 2);
 }
 
-TEST(EntryEquality, ValuesEndAtTheirFirstZeroByteInPlace)
+TEST_F(EntryEquality, ValuesEndAtTheirFirstZeroByteInOnePass)
 {
     const Reading reading = readAlike(answerWith({{"cn", {"ab\0cd"s, "\0x"s, "", "after"}}}));
-    EXPECT_EQ(reading.readInPlace, 1);
-    EXPECT_THAT(reading.events, Contains("  cn = ab"));
+    EXPECT_EQ(reading.readInOnePass, 1);
+    EXPECT_THAT(reading.events.lines(), Contains("  cn = ab"));
 }
 
-TEST(EntryEquality, AnEmptyResultIsTheSame)
+TEST_F(EntryEquality, AnEmptyResultIsTheSame)
 {
     EXPECT_TRUE(readAlike({}).quiet);
-    EXPECT_THAT(readAlike({{}, 4, ""}).events, Contains(HasSubstr("logged 1")));
+    EXPECT_THAT(readAlike({{}, 4, ""}).events.lines(), Contains(HasSubstr("logged 1")));
 }
 
 } // namespace

@@ -1,8 +1,6 @@
-// A fuzzer of libFuzzer: the first byte chooses the result's code and the character set, the others are
-// what a search entry consists of.
+// A fuzzer of libFuzzer for how received entries are read, see EntryInput.h.
 
-#include "EntryBytes.h"
-#include "EntryReadings.h"
+#include "EntryInput.h"
 
 #include <cstdint>
 #include <cstdio>
@@ -13,13 +11,8 @@ using namespace KVR::Support;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    if (size == 0)
-    {
-        return 0;
-    }
-    const std::string bytes(reinterpret_cast<const char*>(data) + 1, size - 1);
-    const EntryAnswer answer{{bytes, entryContent("cn=b", {{"cn", {"b"}}})}, (*data & 1) != 0 ? 4 : 0, ""};
-    const std::string wrong = judgeDamaged(answer, {(*data & 2) != 0 ? "ISO-8859-1" : "UTF-8"});
+    static EntryReader reader;
+    const std::string wrong = judgeInput(reader, {reinterpret_cast<const char*>(data), size});
     if (!wrong.empty())
     {
         static_cast<void>(std::fprintf(stderr, "%s\n", wrong.c_str()));

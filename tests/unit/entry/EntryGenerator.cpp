@@ -2,6 +2,7 @@
 
 #include "EntryBytes.h"
 
+#include <algorithm>
 #include <cctype>
 #include <iterator>
 #include <set>
@@ -75,6 +76,7 @@ std::string lowered(std::string name)
 EntryAnswer EntryGenerator::answer(bool odd)
 {
     EntryAnswer answer;
+    names_.clear();
     for (std::uint32_t left = 1 + below(3); left > 0; --left)
     {
         answer.entries.push_back(content(odd));
@@ -84,6 +86,9 @@ EntryAnswer EntryGenerator::answer(bool odd)
         // A set without values is told by the kept code, which is the result's.
         answer.code = below(2) == 0 ? 4 : 0;
     }
+    const std::string operations[] = {"", "", "", element(0x73, element(0x04, "no URL")),
+                                      element(0x79, element(0x80, "1.2.3"))};
+    answer.between = pick(*this, operations);
     if (below(4) == 0)
     {
         answer.behind = element(0xa0, element(0x30, element(0x04, "1.2.3.4")));
@@ -93,29 +98,92 @@ EntryAnswer EntryGenerator::answer(bool odd)
 
 std::string EntryGenerator::content(bool odd)
 {
-    constexpr LengthForm forms[] = {LengthForm::Short, LengthForm::OneByte, LengthForm::FourBytes};
-    const std::string name = dn(odd);
-    return entryContent(name, attributes(odd), forms[below(3)]);
+    encoding_ = static_cast<Encoding>(below(odd ? 4 : 3));
+    const std::string name = part(0x04, dn(odd));
+    std::string list;
+    for (const Attribute& attribute : attributes(odd))
+    {
+        std::string set;
+        for (const std::string& value : attribute.values)
+        {
+            set += part(0x04, value);
+        }
+        list += part(0x30, part(0x04, attribute.name) + part(0x31, set));
+    }
+    return name + part(0x30, list);
+}
+
+std::string EntryGenerator::part(char tag, const std::string& content)
+{
+    switch (encoding_)
+    {
+    case Encoding::Short:
+        return element(std::string(1, tag), content, 0);
+    case Encoding::FourOctets:
+        return element(std::string(1, tag), content, 4);
+    case Encoding::Legal:
+        return element(std::string(1, tag), content, below(9));
+    default:
+        break;
+    }
+    // Nor do all of these forbid what they stand for: a text in parts is legal BER.
+    const std::string tags[] = {"\x24", "\x0c", "\x10", "\x11", "\x64", "\x84", "\x1f\x05", "\x3f\x81\x05"};
+    return element(below(12) == 0 ? pick(*this, tags) : std::string(1, tag), content,
+                   below(12) == 0 ? 9 + below(4) : below(9));
 }
 
 Attributes EntryGenerator::attributes(bool odd)
 {
+    // Entries of one kind have the same names, or nearly so.
+    if (names_.empty() || below(2) == 0)
+    {
+        names_ = names(odd);
+    }
+    else
+    {
+        changeNames();
+    }
     Attributes attributes;
+    for (const std::string& name : names_)
+    {
+        attributes.push_back({name, {}});
+        for (std::uint32_t more = odd ? below(5) : 1 + below(5); more > 0; --more)
+        {
+            attributes.back().values.push_back(value());
+        }
+    }
+    return attributes;
+}
+
+std::vector<std::string> EntryGenerator::names(bool odd)
+{
+    std::vector<std::string> names;
     std::set<std::string> known;
     for (std::uint32_t left = below(4) == 0 ? below(40) : below(6); left > 0; --left)
     {
-        Attribute attribute{name(odd), {}};
-        if (!odd && !known.insert(lowered(attribute.name)).second)
+        const std::string some = name(odd);
+        if (known.insert(lowered(some)).second || odd)
         {
-            continue;
+            names.push_back(some);
         }
-        for (std::uint32_t more = odd ? below(5) : 1 + below(5); more > 0; --more)
-        {
-            attribute.values.push_back(value());
-        }
-        attributes.push_back(std::move(attribute));
     }
-    return attributes;
+    return names;
+}
+
+void EntryGenerator::changeNames()
+{
+    const auto any = [this] { return names_.begin() + below(static_cast<std::uint32_t>(names_.size())); };
+    switch (below(4))
+    {
+    case 0:
+        names_.erase(any());
+        break;
+    case 1:
+        std::iter_swap(any(), any());
+        break;
+    default:
+        break;
+    }
 }
 
 std::string EntryGenerator::name(bool odd)

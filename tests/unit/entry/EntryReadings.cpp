@@ -2,22 +2,19 @@
 
 #include "Caught.h"
 #include "EntryBytes.h"
-#include "KVRLdapConnection.h"
-#include "KVRLdapEntity.h"
 #include "KVRLdapQuery.h"
 #include "LdapInterposer.h"
 #include "LogCapture.h"
 #include "MemoryServer.h"
 #include "RecordingHost.h"
+#include "RecordingTypes.h"
 #include "ReferenceQuery.h"
 
 #include <kvr/KVRUtils.h>
 
-#include <algorithm>
-#include <functional>
-#include <memory>
-#include <sstream>
-#include <stdexcept>
+#include <iconv.h>
+
+#include <map>
 
 namespace KVR::Support
 {
@@ -25,24 +22,367 @@ namespace KVR::Support
 namespace
 {
 
-/** What is being written down. */
-struct Record
-{
-    std::vector<std::string> events;
-    const IKVRLdapEntity* entity = nullptr; /**< that is being filled */
+using Values = std::multimap<std::string, std::string>;
 
-    template <typename... Parts>
-    void add(const Parts&... parts)
-    {
-        std::ostringstream line;
-        (line << ... << parts);
-        events.push_back(line.str());
-    }
-};
+/** Where the calls of iconv(3) are written down; null for nowhere. */
+EventRecord* iconvRecord = nullptr;
 
-Record* current = nullptr;
+/** The conversion that was used last. */
+iconv_t usedConversion = nullptr;
 
 } // namespace
+} // namespace KVR::Support
+
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the linker's option --wrap names
+// them
+extern "C"
+{
+    std::size_t __real_iconv(iconv_t handle, char** in, std::size_t* inLeft, char** out,
+                             std::size_t* outLeft);
+    std::size_t __wrap_iconv(iconv_t handle, char** in, std::size_t* inLeft, char** out,
+                             std::size_t* outLeft);
+
+    std::size_t __wrap_iconv(iconv_t handle, char** in, std::size_t* inLeft, char** out, std::size_t* outLeft)
+    {
+        if (KVR::Support::iconvRecord != nullptr)
+        {
+            KVR::Support::usedConversion = handle;
+            // Without an input it would reset the conversion's state.
+            KVR::Support::iconvRecord->add("iconv", in != nullptr ? " of " : " without input", *inLeft,
+                                           " into ", *outLeft);
+        }
+        return __real_iconv(handle, in, inLeft, out, outLeft);
+    }
+}
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+
+namespace KVR::Support
+{
+
+namespace
+{
+
+/** Another result, one of whose entries is plain and one not. */
+std::string otherBytes(int id)
+{
+    return entryMessage(id,
+                        entryContent("cn=nested", {{"cn", {"a", "b"}}, {"sn", {std::string(100, 's')}}})) +
+           entryMessage(id, entryContent("cn=repeated", {{"cn", {"a"}}, {"CN", {"b"}}})) +
+           resultMessage(id, LDAP_RES_SEARCH_RESULT, 0);
+}
+
+std::string answerBytes(int id, const EntryAnswer& answer)
+{
+    std::string bytes;
+    for (const std::string& entry : answer.entries)
+    {
+        bytes += entryMessage(id, entry, answer.behind);
+        if (!answer.between.empty())
+        {
+            bytes += operationMessage(id, answer.between);
+        }
+    }
+    bytes += resultMessage(id, LDAP_RES_SEARCH_RESULT, answer.code);
+    if (answer.spoil)
+    {
+        answer.spoil(bytes);
+    }
+    return bytes;
+}
+
+/** Lets connections find this character set, in place of the one of the "C" locale. */
+class Codeset
+{
+public:
+    explicit Codeset(const std::string& name) { SetDefaultCodeset(name); }
+    ~Codeset() { SetDefaultCodeset("UTF-8"); }
+    Codeset(const Codeset&) = delete;
+    Codeset& operator=(const Codeset&) = delete;
+};
+
+/** A connection that is used again. */
+struct Client
+{
+    std::unique_ptr<CKVRLdapConnection> connection;
+    RecordingConnection* recording = nullptr; /**< the connection, when it is a deriving one */
+    LDAP* session = nullptr;
+    iconv_t conversion = nullptr; /**< the one to the locale's character set, once it was used */
+};
+
+} // namespace
+
+struct EntryReader::Parts
+{
+    Client& client(Road road, const Setting& setting, bool other);
+
+    LogCapture log;
+    LdapInterposer library;
+    MemoryServer server;
+    RecordingHost host;
+    EventRecord record;
+    std::map<std::string, Client> clients; /**< by codeset, types, road, and whether it is the other */
+};
+
+Client& EntryReader::Parts::client(Road road, const Setting& setting, bool other)
+{
+    std::string key = setting.codeset;
+    for (const int part : {static_cast<int>(road), static_cast<int>(setting.types), static_cast<int>(other)})
+    {
+        key += static_cast<char>('0' + part);
+    }
+    Client& client = clients[key];
+    if (!client.connection)
+    {
+        const Codeset codeset(setting.codeset);
+        if (setting.types == Types::Deriving)
+        {
+            auto made = std::make_unique<RecordingConnection>(host, record);
+            client.recording = made.get();
+            client.connection = std::move(made);
+        }
+        else
+        {
+            client.connection = std::make_unique<CKVRLdapConnection>(host);
+        }
+        client.connection->Connect("memory", KVRAuthAnonymous);
+        client.session = library.session;
+        client.conversion = nullptr;
+    }
+    return client;
+}
+
+namespace
+{
+
+/** One reading. */
+class Walker
+{
+public:
+    Walker(LdapInterposer& library, EventRecord& record, Client& client, Client& other, Road road,
+           const Setting& setting)
+        : library_(library),
+          record_(record),
+          client_(client),
+          other_(other),
+          road_(road),
+          setting_(setting),
+          entities_{makeEntity(setting.use == EntityUse::Taken ? other : client), makeEntity(client)}
+    {
+        entities_.front()->dn = "cn=former";
+        entities_.front()->attributes = {{"former", "value"}};
+    }
+
+    ~Walker() { iconvRecord = nullptr; }
+
+    Walker(const Walker&) = delete;
+    Walker& operator=(const Walker&) = delete;
+
+    /** @return false when there is no result to walk over */
+    bool search()
+    {
+        return attempt([&] { query_ = makeQuery(client_); });
+    }
+
+    /** Reads the result of so many entries. */
+    void read(Reading& reading, std::size_t entries)
+    {
+        const Client& client = client_;
+        if (setting_.keptCode != 0)
+        {
+            ldap_set_option(client.session, LDAP_OPT_RESULT_CODE, &setting_.keptCode);
+        }
+        resetConversion();
+        if (client_.recording != nullptr)
+        {
+            client_.recording->begin(setting_.throwsAt, setting_.searches);
+        }
+        iconvRecord = &record_;
+        library_.readDns = 0;
+        count();
+        const bool ended = walk(entries);
+        reading.quiet = ended && !thrown_;
+        reading.keptCode = keptCode();
+        reading.readInOnePass = static_cast<int>(entries) - library_.readDns;
+        // What follows the end is the beginning, and so is what follows First.
+        fetch(0);
+        attempt([&] { query_->First(); });
+        count();
+        walk(entries);
+        client_.conversion = usedConversion != nullptr ? usedConversion : client_.conversion;
+    }
+
+    int keptCode() const
+    {
+        int code = 0;
+        ldap_get_option(client_.session, LDAP_OPT_RESULT_CODE, &code);
+        return code;
+    }
+
+private:
+    /** Conversions keep a state, and readings are not to depend on those before them. */
+    void resetConversion()
+    {
+        if (client_.conversion != nullptr)
+        {
+            __real_iconv(client_.conversion, nullptr, nullptr, nullptr, nullptr);
+        }
+        usedConversion = nullptr;
+    }
+
+    std::shared_ptr<IKVRLdapEntity> makeEntity(Client& client) const
+    {
+        if (setting_.types == Types::Own)
+        {
+            return client.connection->AllocEntity();
+        }
+        return std::make_shared<RecordingEntity>(*client.connection, record_);
+    }
+
+    std::shared_ptr<IKVRLdapQuery> makeQuery(Client& client) const
+    {
+        if (road_ == Road::Reference)
+        {
+            return std::make_shared<ReferenceQuery>(*client.connection, client.session);
+        }
+        std::list<std::string> names;
+        return client.connection->Search("dc=x", "(objectClass=*)", names, alSCOPE_SUB);
+    }
+
+    /** @return false when it does not come to its end */
+    bool walk(std::size_t entries)
+    {
+        for (std::size_t step = 0; step <= entries; ++step)
+        {
+            if (!fetch(step))
+            {
+                return step == entries;
+            }
+        }
+        return false;
+    }
+
+    /** @return false at the end */
+    bool fetch(std::size_t step)
+    {
+        const bool alternated = setting_.use == EntityUse::Alternated && step % 2 != 0;
+        std::shared_ptr<IKVRLdapEntity> entity = entities_[alternated ? 1 : 0];
+        prepare(entity);
+        record_.entity = entity.get();
+        bool found = true;
+        attempt([&] { found = query_->Fetch(entity); });
+        record_.add(found ? "entry \"" : "end \"", entity->dn, "\", code ", keptCode());
+        for (const auto& [name, value] : entity->attributes)
+        {
+            record_.add("  ", name, " = ", value);
+        }
+        return found;
+    }
+
+    void prepare(std::shared_ptr<IKVRLdapEntity>& entity)
+    {
+        Values values{{"cn", "1"}, {"cn", "2"}, {"a", "3"}, {"", "4"}, {"zz", std::string(40, '5')}};
+        switch (setting_.use)
+        {
+        case EntityUse::Cleared:
+            entity->Clear();
+            break;
+        case EntityUse::Updated:
+            values = {{"+cn", "added"}, {"!sn", ""}, {"=description", std::string(500, 'u')}};
+            attempt([&] { entity->Update(values, true); });
+            break;
+        case EntityUse::MovedFrom:
+            values = std::move(entity->attributes);
+            break;
+        case EntityUse::Swapped:
+            entity->attributes.swap(values);
+            std::swap(entity->attributes, entities_.back()->attributes);
+            break;
+        case EntityUse::Edited:
+            entity->attributes.insert(values.begin(), values.end());
+            entity->dn.assign(200, 'd');
+            break;
+        case EntityUse::Shared:
+            fetchElsewhere(entity);
+            break;
+        default:
+            break;
+        }
+    }
+
+    void fetchElsewhere(std::shared_ptr<IKVRLdapEntity>& entity)
+    {
+        iconvRecord = nullptr;
+        const int readDns = library_.readDns;
+        attempt(
+            [&]
+            {
+                otherQuery_ = otherQuery_ ? otherQuery_ : makeQuery(other_);
+                record_.entity = entity.get();
+                otherQuery_->Fetch(entity);
+            });
+        library_.readDns = readDns;
+        iconvRecord = &record_;
+    }
+
+    void count()
+    {
+        attempt([&] { record_.add("counted ", query_->Count()); });
+    }
+
+    template <typename Call>
+    bool attempt(Call&& call)
+    {
+        const Caught error = caught(call);
+        if (error == Caught())
+        {
+            return true;
+        }
+        thrown_ = true;
+        record_.add("thrown ", error.type.name(), " ", error.message, " details ", error.details, " at ",
+                    error.place);
+        return false;
+    }
+
+    LdapInterposer& library_;
+    EventRecord& record_;
+    Client& client_;
+    Client& other_;
+    const Road road_;
+    const Setting& setting_;
+    const std::vector<std::shared_ptr<IKVRLdapEntity>> entities_;
+    std::shared_ptr<IKVRLdapQuery> query_;
+    std::shared_ptr<IKVRLdapQuery> otherQuery_;
+    bool thrown_ = false;
+};
+
+std::string listed(const std::string& title, const Reading& reading)
+{
+    std::string lines = "\n" + title;
+    for (const std::string& event : reading.events.lines())
+    {
+        lines += "\n  " + event;
+    }
+    return lines;
+}
+
+} // namespace
+
+Setting settingOf(std::uint32_t number)
+{
+    constexpr const char* codesets[] = {"UTF-8", "ISO-8859-1", "ISO-2022-JP", "UTF-7"};
+    const auto next = [&number](std::uint32_t count)
+    {
+        const std::uint32_t chosen = number % count;
+        number /= count;
+        return chosen;
+    };
+    Setting setting;
+    setting.types = static_cast<Types>(next(3));
+    setting.codeset = codesets[next(4)];
+    setting.use = static_cast<EntityUse>(next(entityUses));
+    setting.keptCode = keptCodes[next(8)];
+    return setting;
+}
 
 std::string printable(const std::string& bytes)
 {
@@ -59,376 +399,79 @@ std::string printable(const std::string& bytes)
     return text;
 }
 
-} // namespace KVR::Support
-
-// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the linker's option --wrap names
-// them
-extern "C"
+std::vector<std::string> Events::lines() const
 {
-    std::size_t __real_iconv(iconv_t handle, char** in, std::size_t* inLeft, char** out,
-                             std::size_t* outLeft);
-    std::size_t __wrap_iconv(iconv_t handle, char** in, std::size_t* inLeft, char** out,
-                             std::size_t* outLeft);
-
-    std::size_t __wrap_iconv(iconv_t handle, char** in, std::size_t* inLeft, char** out, std::size_t* outLeft)
+    std::vector<std::string> lines;
+    std::size_t begin = 0;
+    for (const std::size_t end : ends)
     {
-        if (KVR::Support::current != nullptr)
-        {
-            // Without an input it would reset the conversion's state.
-            KVR::Support::current->add("iconv", in != nullptr ? " of " : " without input", *inLeft, " into ",
-                                       *outLeft);
-        }
-        return __real_iconv(handle, in, inLeft, out, outLeft);
-    }
-}
-// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
-
-namespace KVR::Support
-{
-
-namespace
-{
-
-/** Writes down every virtual call that reading an entry may make. */
-class RecordingConnection : public CKVRLdapConnection
-{
-public:
-    RecordingConnection(IKVRCore& host, LdapInterposer& library, Record& record, const Conversion& conversion)
-        : CKVRLdapConnection(host), library_(library), record_(record), conversion_(conversion)
-    {
-    }
-
-    bool IsConnected() override
-    {
-        record_.add("IsConnected");
-        return CKVRLdapConnection::IsConnected();
-    }
-
-    bool IfReconnectNeeded() override
-    {
-        record_.add("IfReconnectNeeded");
-        return CKVRLdapConnection::IfReconnectNeeded();
-    }
-
-    long GetLastError() override
-    {
-        record_.add("GetLastError");
-        return CKVRLdapConnection::GetLastError();
-    }
-
-    std::string LocalToUtf8(const std::string& text) override
-    {
-        record_.add("LocalToUtf8");
-        return CKVRLdapConnection::LocalToUtf8(text);
-    }
-
-    std::string Utf8ToLocal(const std::string& text) override
-    {
-        if (nested_)
-        {
-            return CKVRLdapConnection::Utf8ToLocal(text);
-        }
-        record_.add("Utf8ToLocal \"", printable(text), "\" into \"", printable(record_.entity->dn),
-                    "\" with ", record_.entity->attributes.size());
-        if (++conversions_ == conversion_.throwsAt)
-        {
-            throw std::runtime_error("no conversion " + printable(text));
-        }
-        if (conversion_.searches)
-        {
-            readAnother();
-        }
-        return CKVRLdapConnection::Utf8ToLocal(text);
-    }
-
-private:
-    void readAnother()
-    {
-        nested_ = true;
-        const int readDns = library_.readDns;
-        std::list<std::string> names;
-        std::shared_ptr<IKVRLdapEntity> another;
-        const auto query = Search("dc=nested", "(objectClass=*)", names, alSCOPE_SUB);
-        while (query->Fetch(another))
-        {
-            record_.add("nested \"", printable(another->dn), "\" ", another->attributes.size());
-        }
-        library_.readDns = readDns;
-        nested_ = false;
-    }
-
-    LdapInterposer& library_;
-    Record& record_;
-    Conversion conversion_;
-    int conversions_ = 0;
-    bool nested_ = false;
-};
-
-class RecordingEntity : public CKVRLdapEntity
-{
-public:
-    RecordingEntity(CKVRLdapConnection& owner, Record& record) : CKVRLdapEntity(owner), record_(record) {}
-
-    bool IsValid() override
-    {
-        record_.add("IsValid");
-        return CKVRLdapEntity::IsValid();
-    }
-
-    void Clear() override
-    {
-        record_.add("Clear of \"", printable(dn), "\" with ", attributes.size());
-        CKVRLdapEntity::Clear();
-    }
-
-private:
-    Record& record_;
-};
-
-/** The contents of the element at the front, which are cut from the bytes; false when it is damaged. */
-bool takeElement(std::string& bytes, std::string& content)
-{
-    constexpr unsigned char severalBytes = 0x1f;
-    const auto byteAt = [&](std::size_t at) { return static_cast<unsigned char>(bytes.at(at)); };
-    if (bytes.size() < 2 || (byteAt(0) & severalBytes) == severalBytes)
-    {
-        return false;
-    }
-    std::size_t length = byteAt(1);
-    std::size_t begin = 2;
-    if (length >= 0x80)
-    {
-        begin += length - 0x80;
-        if (length == 0x80 || begin > 2 + sizeof(length) || begin > bytes.size())
-        {
-            return false;
-        }
-        length = 0;
-        for (std::size_t at = 2; at < begin; ++at)
-        {
-            length = 256 * length + byteAt(at);
-        }
-    }
-    if (length > bytes.size() - begin)
-    {
-        return false;
-    }
-    content = bytes.substr(begin, length);
-    bytes.erase(0, begin + length);
-    return true;
-}
-
-/** Whether list and first attribute behind the DN begin as they do in every entry. */
-bool isHeadUsual(std::string entry)
-{
-    constexpr char sequence = 0x30;
-    std::string dn;
-    std::string list;
-    return takeElement(entry, dn) && takeElement(entry, list) && (list.empty() || list.front() == sequence);
-}
-
-std::vector<std::string> firstWalkOf(const Reading& reading)
-{
-    const auto begin = reading.events.begin();
-    return {begin, begin + static_cast<long>(reading.firstWalk)};
-}
-
-std::string listed(const std::string& title, const Reading& reading)
-{
-    std::string lines = "\n" + title;
-    for (const std::string& event : reading.events)
-    {
-        lines += "\n  " + event;
+        lines.push_back(printable(bytes.substr(begin, end - begin)));
+        begin = end;
     }
     return lines;
 }
 
-/** Another result, whose entries are read in both ways. */
-std::string nestedBytes(int id)
+EntryReader::EntryReader() : parts_(std::make_unique<Parts>())
 {
-    return entryMessage(id,
-                        entryContent("cn=nested", {{"cn", {"a", "b"}}, {"sn", {std::string(100, 's')}}})) +
-           entryMessage(id, entryContent("cn=repeated", {{"cn", {"a"}}, {"CN", {"b"}}})) +
-           resultMessage(id, LDAP_RES_SEARCH_RESULT, 0);
+    parts_->library.makeSession = [this] { return parts_->server.makeSession(); };
 }
 
-std::string answerBytes(int id, const EntryAnswer& answer)
+EntryReader::~EntryReader() = default;
+
+Reading EntryReader::read(const EntryAnswer& answer, Road road, const Setting& setting)
 {
-    std::string bytes;
+    Parts& parts = *parts_;
+    parts.library.hideBytes = road == Road::ByName;
+    parts.library.readOptions.clear();
+    parts.library.searches.clear();
+    parts.library.freed.clear();
+    parts.log.clear();
+    parts.record = {};
+    Client& client = parts.client(road, setting, false);
+    Client& other = parts.client(road, setting, true);
+    parts.record.events = {};
+    Reading reading;
+    bool found = false;
+    {
+        parts.server.onSearch = [&answer](int id) { return answerBytes(id, answer); };
+        Walker walker(parts.library, parts.record, client, other, road, setting);
+        found = walker.search();
+        parts.server.onSearch = otherBytes;
+        reading.keptCode = walker.keptCode();
+        if (found)
+        {
+            walker.read(reading, answer.entries.size());
+        }
+    }
+    for (const auto& [level, text] : parts.log.messages())
+    {
+        parts.record.add("logged ", level, " ", text);
+    }
+    reading.events = std::move(parts.record.events);
+    if (!found || answer.spoil)
+    {
+        // What the session still has to read belongs to no later answer.
+        client = {};
+    }
+    return reading;
+}
+
+std::string EntryReader::judge(const EntryAnswer& answer, const Setting& setting)
+{
+    const Reading reference = read(answer, Road::Reference, setting);
+    const Reading reading = read(answer, Road::AsItIs, setting);
+    if (reading.events == reference.events)
+    {
+        return "";
+    }
+    std::string wrong = "it is read differently, types " + std::to_string(static_cast<int>(setting.types)) +
+                        ", use " + std::to_string(static_cast<int>(setting.use)) + ", kept code " +
+                        std::to_string(setting.keptCode) + ", " + setting.codeset;
     for (const std::string& entry : answer.entries)
     {
-        bytes += entryMessage(id, entry, answer.behind);
+        wrong += "\n" + printable(entry);
     }
-    bytes += resultMessage(id, LDAP_RES_SEARCH_RESULT, answer.code);
-    if (answer.spoil)
-    {
-        answer.spoil(bytes);
-    }
-    return bytes;
-}
-
-class Reader
-{
-public:
-    Reader(const EntryAnswer& answer, Road road, const Conversion& conversion)
-        : codeset_(conversion.codeset),
-          connection_(host_, library_, record_, conversion),
-          entity_(std::make_shared<RecordingEntity>(connection_, record_)),
-          entries_(answer.entries.size())
-    {
-        library_.makeSession = [this] { return server_.makeSession(); };
-        library_.refuseInPlace = road == Road::ByName;
-        connection_.Connect("memory", KVRAuthAnonymous);
-        server_.onSearch = [&answer](int id) { return answerBytes(id, answer); };
-        attempt([&] { search(road); });
-        server_.onSearch = nestedBytes;
-        entity_->dn = "cn=former";
-        entity_->attributes = {{"former", "value"}};
-        record_.entity = entity_.get();
-        current = &record_;
-    }
-
-    ~Reader()
-    {
-        current = nullptr;
-        record_.entity = nullptr;
-    }
-
-    Reader(const Reader&) = delete;
-    Reader& operator=(const Reader&) = delete;
-
-    Reading read()
-    {
-        Reading reading;
-        if (!query_)
-        {
-            reading.events = record_.events;
-            reading.keptCode = keptCode();
-            return reading;
-        }
-        attempt([&] { record_.add("counted ", query_->Count()); });
-        const bool ended = walk();
-        reading.quiet = ended && !thrown_;
-        reading.keptCode = keptCode();
-        reading.firstWalk = record_.events.size();
-        reading.readInPlace = static_cast<int>(entries_) - library_.readDns;
-        // What follows the end is the beginning, and so is what follows First.
-        fetch();
-        attempt([&] { query_->First(); });
-        attempt([&] { record_.add("counted ", query_->Count()); });
-        walk();
-        for (const auto& [level, text] : log_.messages())
-        {
-            record_.add("logged ", level, " ", text);
-        }
-        reading.events = record_.events;
-        return reading;
-    }
-
-private:
-    /** @return false when it does not come to its end */
-    bool walk()
-    {
-        for (std::size_t step = 0; step <= entries_; ++step)
-        {
-            if (!fetch())
-            {
-                return step == entries_;
-            }
-        }
-        return false;
-    }
-
-    /** @return false at the end */
-    bool fetch()
-    {
-        bool found = true;
-        std::shared_ptr<IKVRLdapEntity> entity = entity_;
-        attempt([&] { found = query_->Fetch(entity); });
-        record_.add(found ? "entry \"" : "end \"", printable(entity_->dn), "\", code ", keptCode());
-        for (const auto& [name, value] : entity_->attributes)
-        {
-            record_.add("  ", printable(name), " = ", printable(value));
-        }
-        return found;
-    }
-
-    template <typename Call>
-    void attempt(Call&& call)
-    {
-        const Caught error = caught(call);
-        if (!(error == Caught()))
-        {
-            thrown_ = true;
-            record_.add("thrown ", error);
-        }
-    }
-
-    void search(Road road)
-    {
-        if (road == Road::Reference)
-        {
-            query_ = std::make_shared<ReferenceQuery>(connection_, library_.session);
-            return;
-        }
-        std::list<std::string> names;
-        query_ = connection_.Search("dc=x", "(objectClass=*)", names, alSCOPE_SUB);
-    }
-
-    int keptCode() const
-    {
-        int code = 0;
-        ldap_get_option(library_.session, LDAP_OPT_RESULT_CODE, &code);
-        return code;
-    }
-
-    /** The character set of the "C" locale, in which the tests run. */
-    struct Codeset
-    {
-        explicit Codeset(const std::string& name) { SetDefaultCodeset(name); }
-        ~Codeset() { SetDefaultCodeset("UTF-8"); }
-        Codeset(const Codeset&) = delete;
-        Codeset& operator=(const Codeset&) = delete;
-    };
-
-    Codeset codeset_;
-    LogCapture log_;
-    LdapInterposer library_;
-    MemoryServer server_;
-    RecordingHost host_;
-    Record record_;
-    RecordingConnection connection_;
-    std::shared_ptr<RecordingEntity> entity_;
-    std::shared_ptr<IKVRLdapQuery> query_;
-    std::size_t entries_;
-    bool thrown_ = false;
-};
-
-} // namespace
-
-Reading readAnswer(const EntryAnswer& answer, Road road, const Conversion& conversion)
-{
-    return Reader(answer, road, conversion).read();
-}
-
-std::string judgeDamaged(const EntryAnswer& answer, const Conversion& conversion)
-{
-    const Reading reference = readAnswer(answer, Road::Reference, conversion);
-    const Reading reading = readAnswer(answer, Road::AsItIs, conversion);
-    const bool usual = answer.spoil || std::all_of(answer.entries.begin(), answer.entries.end(), isHeadUsual);
-    const bool told = !reading.quiet && reading.keptCode == LDAP_DECODING_ERROR;
-    const bool alike =
-        usual ? reading.events == reference.events : told || firstWalkOf(reading) == firstWalkOf(reference);
-    std::string wrong = alike ? "" : "it is read differently";
-    if (!wrong.empty())
-    {
-        for (const std::string& entry : answer.entries)
-        {
-            wrong += "\n" + printable(entry);
-        }
-        wrong += listed("by name:", reference) + listed("as it is:", reading);
-    }
-    return wrong;
+    return wrong + listed("by name:", reference) + listed("as it is:", reading);
 }
 
 } // namespace KVR::Support

@@ -2,6 +2,7 @@
 
 #include "EntryBytes.h"
 #include "EntryGenerator.h"
+#include "EntryInput.h"
 
 #include <filesystem>
 #include <fstream>
@@ -16,7 +17,8 @@ void write(const std::filesystem::path& folder, const std::string& entry)
 {
     static int number = 0;
     std::ofstream file(folder / ("entry-" + std::to_string(number)), std::ios::binary);
-    file << static_cast<char>(number++ % 4) << entry;
+    file << inputOf(static_cast<std::uint32_t>(number * 7), number % 4 == 0 ? 4 : 0, entry);
+    number++;
 }
 
 } // namespace
