@@ -31,7 +31,7 @@ public:
     std::string dn;
 
     /**
-     * One element a value, by attribute name. Names keep the server's spelling and compare
+     * One element per value, by attribute name. Names keep the server's spelling and compare
      * case-sensitively; the values of one attribute keep the server's order and are in the
      * locale's character set. Values are text: what follows a zero byte is not kept, use
      * IKVRLdapConnection::GetAttrBinaryValue for binary values.

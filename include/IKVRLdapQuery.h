@@ -35,14 +35,11 @@ public:
      *
      * How a walk ends is decided by the last operation on the connection, which is the search
      * unless another one came in between. A result that the size limit cut is then logged as a
-     * warning at level 1; reading an entity's modified() during the walk hides that.
+     * warning at level 1; an entity's stamps that are read during the walk hide that.
      *
-     * When an exception leaves the call, the cursor has moved and the entity holds what had been
-     * read; a repeated call goes on with the following entry.
-     *
-     * A connection class that overrides Utf8ToLocal may do anything in it but destroy this query: change
-     * the entity, fetch into it, move the cursor. What remains of this entry is inserted afterwards; when
-     * the session was ended meanwhile, EKVRCheckError ends the fetch.
+     * When an entry can't be read, the cursor has moved and the entity holds what had been read; a
+     * repeated call goes on with the following entry. Of an entry whose list of attributes is damaged the
+     * entity gets what comes before; that it was cut is reported at the end of the walk.
      * @param entity reused when it points to one, made otherwise; left as it is at the end
      * @return false at the end of the result
      * @throws EKVROpenLdapError when the entry can't be read, or at the end when the last

@@ -303,6 +303,53 @@ TEST_F(FetchAttributesTest, AnEntityOfTheHostsOwnClassIsFilledInBothWaysOfReadin
     }
 }
 
+/** An entity that ends its connection's session when it is emptied. */
+class EndingEntity : public CKVRLdapEntity
+{
+public:
+    explicit EndingEntity(CKVRLdapConnection& owner) : CKVRLdapEntity(owner), ended(owner) {}
+
+    void Clear() override
+    {
+        ended.Disconnect();
+        CKVRLdapEntity::Clear();
+    }
+
+    CKVRLdapConnection& ended;
+};
+
+TEST_F(FetchAttributesTest, AClearThatEndsTheSessionEndsTheFetchOfWhatIsReadByName)
+{
+    query = searchFor(Answer().entry("cn=a,dc=x", {{"cn", {"a"}}, {"CN", {"b"}}}));
+    entity = std::make_shared<EndingEntity>(connection);
+    EXPECT_EQ(notConnected(), caught([&] { query->Fetch(entity); }));
+    EXPECT_EQ("", entity->dn);
+}
+
+/** A connection that loses its session when it is asked for it, and says that it has one. */
+class LosingConnection : public CKVRLdapConnection
+{
+public:
+    using CKVRLdapConnection::CKVRLdapConnection;
+
+    bool IsConnected() override
+    {
+        Disconnect();
+        return true;
+    }
+};
+
+TEST_F(OverriddenFetchTest, ASessionThatIsLostMeanwhileIsNoSession)
+{
+    LosingConnection losing(host);
+    ASSERT_TRUE(losing.CKVRLdapConnection::Connect(responder.target(), KVRAuthAnonymous));
+    responder.onSearch(threeEntries());
+    const QueryPointer query = searchWith(losing);
+    EntityPointer entity;
+    EXPECT_EQ(notConnected(), caught([&] { query->Fetch(entity); }));
+    EXPECT_EQ(notConnected(), caught([&] { query->Count(); }));
+}
+
 /** A connection that hands out entities of its own class. */
 class AllocatingConnection : public CKVRLdapConnection
 {

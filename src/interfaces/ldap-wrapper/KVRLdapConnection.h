@@ -120,7 +120,7 @@ public:
     /**
      * Converts with a conversion that is open already. The result ends at the first zero byte.
      * @throws EKVRCheckError when the conversion is not open
-     * @throws EKVRInternalError when the text can't be converted or needs more than four bytes a byte
+     * @throws EKVRInternalError when the text can't be converted or needs more than four bytes per byte
      */
     std::string InternalIconv(bool toUtf8, const std::string& text) const;
 
@@ -161,11 +161,11 @@ private:
     /** A value as the server gets it: through LocalToUtf8 when the locale is not UTF-8. */
     std::string toWire(const std::string& value);
 
-    /** Converts the values as Utf8ToLocal does, in their order; of a failure, those before it are left. */
+    /** Converts the values as Utf8ToLocal does, in their order. If it throws, those before are converted. */
     void toLocal(CKVRReceivedEntry& entry);
     void openToLocal();
 
-    /** InternalIconv with an open conversion. The view ends with the next text. */
+    /** InternalIconv with an open conversion. The view ends with the next text, or when the buffer goes. */
     std::string_view convertText(iconv_t handle, std::string_view text) const;
 
     /** Fills the list from the map; whatever fails is told as "on building attributes". */
@@ -195,8 +195,8 @@ private:
 
     const std::type_info* const modulesType;
     CKVRSessionGuard guard;
-    CKVRReceivedEntry received;          /**< of the entry that is being read */
-    mutable std::vector<char> converted; /**< buffer of convertText */
+    std::unique_ptr<CKVRReceivedEntry> received; /**< while no entry is being read */
+    mutable std::vector<char> converted;         /**< buffer of convertText */
 };
 
 } // namespace KVR

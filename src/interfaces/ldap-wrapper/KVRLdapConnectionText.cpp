@@ -29,14 +29,10 @@ private:
     std::vector<char>& buffer_;
 };
 
-/** Opens a conversion if it is not open; a failure is told in the words of the two last arguments. */
+/** Opens a conversion that is not open; a failure is reported in the words of the last two arguments. */
 void openConversion(iconv_t& handle, const char* to, const char* from, const char* function,
                     const char* toldFrom, const char* toldTo)
 {
-    if (handle != closedConversion())
-    {
-        return;
-    }
     handle = iconv_open(to, from);
     if (handle == closedConversion())
     {
@@ -49,7 +45,7 @@ void openConversion(iconv_t& handle, const char* to, const char* from, const cha
 
 } // namespace
 
-// Both operations tell a failed initialization with source and target exchanged: hosts and their
+// Both operations report a failed initialization with source and target exchanged: hosts and their
 // documentation know the message so.
 
 std::string CKVRLdapConnection::LocalToUtf8(const std::string& text)
@@ -62,8 +58,11 @@ std::string CKVRLdapConnection::LocalToUtf8(const std::string& text)
     {
         return "";
     }
-    openConversion(internal->toUtf8, wireCodeset, codeset.c_str(), "LocalToUtf8", wireCodeset,
-                   codeset.c_str());
+    if (internal->toUtf8 == closedConversion())
+    {
+        openConversion(internal->toUtf8, wireCodeset, codeset.c_str(), "LocalToUtf8", wireCodeset,
+                       codeset.c_str());
+    }
     return InternalIconv(true, text);
 }
 
@@ -83,8 +82,11 @@ std::string CKVRLdapConnection::Utf8ToLocal(const std::string& text)
 
 void CKVRLdapConnection::openToLocal()
 {
-    openConversion(internal->toLocal, codeset.c_str(), wireCodeset, "Utf8ToLocal", codeset.c_str(),
-                   wireCodeset);
+    if (internal->toLocal == closedConversion())
+    {
+        openConversion(internal->toLocal, codeset.c_str(), wireCodeset, "Utf8ToLocal", codeset.c_str(),
+                       wireCodeset);
+    }
 }
 
 std::string CKVRLdapConnection::toWire(const std::string& value)
@@ -124,7 +126,7 @@ std::string CKVRLdapConnection::InternalIconv(bool toUtf8, const std::string& te
 
 std::string_view CKVRLdapConnection::convertText(iconv_t handle, std::string_view text) const
 {
-    // Four bytes a byte and never more, and room for the terminating zero.
+    // Four bytes per byte and never more, and room for the terminating zero.
     converted.resize(std::max(converted.size(), 4 * text.size() + 4));
     // iconv(3) takes the input as char** but does not write to it.
     char* in = const_cast<char*>(text.data());

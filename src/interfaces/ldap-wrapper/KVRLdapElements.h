@@ -8,8 +8,9 @@ namespace KVR
 {
 
 /**
- * BER elements that follow each other, from front to back. liblber takes an element's length for
- * right as long as the message has so many bytes, here it has to fit into what surrounds the element.
+ * A sequence of BER elements, read from front to back. liblber accepts a length that fits the rest of the
+ * message; here it has to fit the element around it. After a call that returns false the sequence is of no
+ * use.
  */
 class CKVRElements
 {
@@ -21,7 +22,11 @@ public:
     const char* Begin() const { return at_; }
     std::string_view Bytes() const { return {at_, static_cast<std::size_t>(end_ - at_)}; }
 
-    /** Passes over the head of an element; false for tags of several bytes and indefinite lengths. */
+    /**
+     * Passes over the head of an element.
+     * @return false for tags of several bytes, indefinite lengths, lengths that no number can hold, and a
+     *         head that is cut
+     */
     bool TakeHead(std::size_t& length)
     {
         constexpr unsigned severalBytes = 0x1f;
@@ -88,7 +93,7 @@ private:
     const char* end_ = nullptr;
 };
 
-/** Appends the text as an OCTET STRING, or without memory nothing. */
+/** Appends the text as an OCTET STRING; when memory runs out, nothing is appended. */
 inline void AppendText(std::string& elements, std::string_view text)
 {
     constexpr char octetString = 0x04;

@@ -19,10 +19,13 @@ namespace KVR
 namespace
 {
 
+/** What positions of the entity name: hosts know them under the cursor's file. */
+constexpr char reportedFile[] = "src/interfaces/ldap-wrapper/KVRLdapQuery.cpp";
+
 /** Logs a text that names an attribute, at level 0. */
 void reportAttribute(const char* function, unsigned long line, const char* format, const std::string& name)
 {
-    CKVRFormatCall call(__FILE__, function, line);
+    CKVRFormatCall call(reportedFile, function, line);
     CKVRLogProvider::GetLogProvider().Put(kvrLOG_FAILURE, 1, call(1, format, name.c_str()));
 }
 
@@ -55,7 +58,7 @@ private:
     std::size_t left_ = keptByEntity;
 };
 
-/** What is left of the former content, from a place on; goes in the end. */
+/** Erases on destruction what is left of the former content, from `at` on. */
 struct RestOfMap
 {
     explicit RestOfMap(std::multimap<std::string, std::string>& whole) : map(whole), at(whole.begin()) {}
@@ -210,7 +213,7 @@ void CKVRLdapEntity::Rename(const std::string& newRdn)
 {
     if (newRdn.empty())
     {
-        throwEmptyArgument(__FILE__, "Rename", __LINE__);
+        throwEmptyArgument(reportedFile, "Rename", __LINE__);
     }
     requireDn();
     connection.RenameDN(dn, newRdn);

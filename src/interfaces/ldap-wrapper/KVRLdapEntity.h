@@ -39,8 +39,8 @@ public:
     void InvalidateStamp();
 
     /**
-     * Fills the entity as Clear and one insertion a value would, but with the elements and the texts that
-     * it has. Of a failure half-way, what was filled stays.
+     * Fills the entity as Clear and one insertion per value would, but with the elements and the texts that
+     * it has. If it throws, what was filled so far stays.
      */
     void Fill(const CKVRReceivedEntry& received);
 

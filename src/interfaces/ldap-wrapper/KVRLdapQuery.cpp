@@ -32,17 +32,17 @@ void fillForeign(IKVRLdapEntity& entity, const CKVRReceivedEntry& received)
     }
 }
 
-/** Empties an entity in the end at the latest. */
-class Emptied
+/** Clears an entity at the end of the scope, unless it was dismissed. */
+class ClearGuard
 {
 public:
-    explicit Emptied(IKVRLdapEntity* entity) : entity_(entity) {}
-    ~Emptied() { Now(); }
+    explicit ClearGuard(IKVRLdapEntity* entity) : entity_(entity) {}
+    ~ClearGuard() { clear(); }
 
-    Emptied(const Emptied&) = delete;
-    Emptied& operator=(const Emptied&) = delete;
+    ClearGuard(const ClearGuard&) = delete;
+    ClearGuard& operator=(const ClearGuard&) = delete;
 
-    void Now()
+    void clear()
     {
         if (entity_ != nullptr)
         {
@@ -50,24 +50,38 @@ public:
         }
     }
 
-    void Not() { entity_ = nullptr; }
+    void dismiss() { entity_ = nullptr; }
 
 private:
     IKVRLdapEntity* entity_;
 };
 
-/** Gives back what the entry that is being read takes. */
-class Released
+/**
+ * Takes the connection's record of received entries for one entry. The host's log may fetch while an error
+ * is being reported; that entry gets a record of its own.
+ */
+class Borrowed
 {
 public:
-    explicit Released(CKVRReceivedEntry& entry) : entry_(entry) {}
-    ~Released() { entry_.Clear(); }
+    explicit Borrowed(std::unique_ptr<CKVRReceivedEntry>& lender)
+        : lender_(lender), entry_(lender ? std::move(lender) : std::make_unique<CKVRReceivedEntry>())
+    {
+    }
 
-    Released(const Released&) = delete;
-    Released& operator=(const Released&) = delete;
+    ~Borrowed()
+    {
+        entry_->Clear();
+        lender_ = std::move(entry_);
+    }
+
+    Borrowed(const Borrowed&) = delete;
+    Borrowed& operator=(const Borrowed&) = delete;
+
+    CKVRReceivedEntry& entry() { return *entry_; }
 
 private:
-    CKVRReceivedEntry& entry_;
+    std::unique_ptr<CKVRReceivedEntry>& lender_;
+    std::unique_ptr<CKVRReceivedEntry> entry_;
 };
 
 } // namespace
@@ -143,27 +157,29 @@ void CKVRLdapQuery::FetchAttributes(std::shared_ptr<IKVRLdapEntity>& entity)
     {
         filled->Clear();
     }
-    const Released released(connection.received);
     // Whatever fails, nothing is left of what the entity held.
-    Emptied emptied(isOwnEntity ? filled.get() : nullptr);
-    if (isOwnConnection && connection.received.Read(entry))
+    ClearGuard former(isOwnEntity ? filled.get() : nullptr);
+    if (isOwnConnection)
     {
-        emptied.Not();
-        fetchPlain(*filled, isOwnEntity);
-        return;
+        Borrowed received(connection.received);
+        if (received.entry().Read(entry))
+        {
+            former.dismiss();
+            fetchPlain(received.entry(), *filled, isOwnEntity);
+            return;
+        }
     }
-    emptied.Now();
+    former.clear();
     fetchByName(entry, *filled);
 }
 
 // An entry is read in two ways. The calls by name search the entry from its start for each attribute, so
-// their cost grows with the square of the attributes' number, but they decide what an entry that is
-// damaged or repeats an attribute means: the first set of values each time, and which failure. A plain
-// entry, for which both ways give the same, is read in one pass that leaves it untouched.
+// their cost grows with the square of the number of attributes, but they decide what an entry that is
+// damaged or repeats an attribute means: the first set of values each time, and which failure is raised.
+// A plain entry, for which both ways give the same, is read in linear time and left untouched.
 
-void CKVRLdapQuery::fetchPlain(IKVRLdapEntity& entity, bool isOwnEntity) const
+void CKVRLdapQuery::fetchPlain(CKVRReceivedEntry& received, IKVRLdapEntity& entity, bool isOwnEntity) const
 {
-    CKVRReceivedEntry& received = connection.received;
     const auto fill = [&]
     {
         if (isOwnEntity)
@@ -189,6 +205,7 @@ void CKVRLdapQuery::fetchPlain(IKVRLdapEntity& entity, bool isOwnEntity) const
 
 void CKVRLdapQuery::fetchByName(LDAPMessage* entry, IKVRLdapEntity& entity) const
 {
+    connection.requireSession();
     fetchDn(entry, entity);
     AttributeCursorOwner cursor;
     TextOwner name(ldap_first_attribute(connection.internal->ld, entry, Receive(cursor)));
@@ -206,9 +223,8 @@ void CKVRLdapQuery::fetchDn(LDAPMessage* entry, IKVRLdapEntity& entity) const
     if (!dn)
     {
         connection.InternalCheck(moduleText("on fetching attributes"));
-        return;
     }
-    entity.dn = dn.get();
+    entity.dn = dn ? dn.get() : "";
 }
 
 void CKVRLdapQuery::fetchValues(LDAPMessage* entry, const char* name, IKVRLdapEntity& entity) const
@@ -255,6 +271,8 @@ void CKVRLdapQuery::requireState() const
     {
         throw EKVRCheckError(moduleText("Invalid LDAP query state."), "");
     }
+    // A class of the host may override IsConnected.
+    connection.requireSession();
 }
 
 } // namespace KVR

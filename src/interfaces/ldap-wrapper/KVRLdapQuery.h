@@ -13,6 +13,7 @@ namespace KVR
 {
 
 class CKVRLdapConnection;
+class CKVRReceivedEntry;
 
 /** The received result of one search and the cursor's place in it. */
 class CKVRLMsgInternal
@@ -46,9 +47,12 @@ public:
     int Count() override;
 
     /**
-     * Fills the entity from the entry that the cursor stands on; it has to stand on one, and the
-     * session has to exist, for libldap ends the process otherwise. An entity keeps what was read
-     * before an exception.
+     * Fills the entity from the entry that the cursor stands on; it has to stand on one. An entity keeps
+     * what was read before an exception.
+     *
+     * A class of the host may do anything in Utf8ToLocal and Clear but destroy this query: change the entity,
+     * fetch into it, move the cursor, end the session. What remains of this entry is inserted afterwards.
+     * @throws EKVRCheckError when the session is ended before the entry is read
      * @throws EKVRInternalError when the pointer is empty, a value can't be converted or the
      *         result code can't be read
      * @throws EKVROpenLdapError when DN or values can't be read
@@ -68,7 +72,7 @@ protected:
 private:
     void requireState() const;
     void finishWalk() const;
-    void fetchPlain(IKVRLdapEntity& entity, bool isOwnEntity) const;
+    void fetchPlain(CKVRReceivedEntry& received, IKVRLdapEntity& entity, bool isOwnEntity) const;
     void fetchByName(LDAPMessage* entry, IKVRLdapEntity& entity) const;
     void fetchDn(LDAPMessage* entry, IKVRLdapEntity& entity) const;
     void fetchValues(LDAPMessage* entry, const char* name, IKVRLdapEntity& entity) const;

@@ -7,7 +7,7 @@
 
 extern "C"
 {
-    // Exported by every version since 2.4, and declared in libldap's private header alone.
+    // Every version since 2.4 exports it, but declares it in a private header; a later one may hide it.
     __attribute__((weak)) BerElement* ldap_get_message_ber(LDAPMessage* message);
 }
 
@@ -85,6 +85,7 @@ CKVRReceivedEntry::Converted::~Converted()
 
 void CKVRReceivedEntry::Clear()
 {
+    dn_ = {};
     attributes_.clear();
     giveBack(attributes_);
     giveBack(texts_);
@@ -142,7 +143,7 @@ bool CKVRReceivedEntry::readAttribute(CKVRElements& list)
     return true;
 }
 
-/** True when the last entry had the same names in the same order. */
+/** True when these are the names that sorted_ belongs to, in the same order. */
 bool CKVRReceivedEntry::hasKnownNames() const
 {
     if (attributes_.size() != sorted_.size())
@@ -175,7 +176,7 @@ bool CKVRReceivedEntry::learnNames()
     {
         size += attribute.name.size() + 1;
     }
-    // Names and order change together or, without memory, not at all.
+    // Without memory both stay empty, never one without the other.
     knownNames_.reserve(size);
     sorted_.resize(attributes_.size());
     std::iota(sorted_.begin(), sorted_.end(), 0U);

@@ -13,8 +13,9 @@ namespace KVR
 {
 
 /**
- * Bytes that are kept for the next entry at most: by each of the six buffers of a connection, and by the
- * texts of an entity beyond what they hold. Together they are 64 KiB.
+ * Bytes that are kept for the next entry at most: by each of the six buffers of a connection (five of
+ * CKVRReceivedEntry, and that of conversions), and by the texts of an entity beyond what they hold.
+ * Together they are 64 KiB.
  */
 constexpr std::size_t keptByBuffer = 10UL * 1024;
 constexpr std::size_t keptByEntity = 4UL * 1024;
@@ -37,8 +38,8 @@ struct CKVRReceivedAttribute
 };
 
 /**
- * A received entry as views into its message, which is read in one pass and never written to; nor is
- * anything left in the session.
+ * A received entry as views into its message, which is never written to; the session's result code is not
+ * touched.
  *
  * The object can be used again for the next entry. It keeps some memory for that, and the names of the
  * last one: entries of one kind have the same, and need not be sorted again.
@@ -47,17 +48,17 @@ class CKVRReceivedEntry
 {
 public:
     /**
-     * Reads the entry. The views end with its message.
-     * @return false when it is not plain: libldap does not show its bytes, an element has an unusual tag or
-     *         does not fill what surrounds it, an attribute has no values or comes twice, in whatever letter
-     *         case, or DN or a name holds something that a C string or ASCII can't. What was read is of
-     *         no use then
+     * Reads the entry. The views end with its message, and what the other calls return with Clear.
+     * @return false when it is not plain: libldap does not show its bytes, an element has an unusual tag,
+     *         elements do not exactly fill the one around them, an attribute has no values, no name or,
+     *         ignoring case, the name of another one, or DN or a name holds something that a C string or
+     *         ASCII can't. What was read is of no use then
      */
     bool Read(LDAPMessage* entry);
 
     /**
-     * Replaces the values by what the call returns for them, in the server's order. Of a failure half-way,
-     * those before it are left.
+     * Replaces the values by what the call returns for them, in the server's order. If it throws, those
+     * before are replaced and the others are gone.
      */
     template <typename Call>
     void Convert(Call&& call)
@@ -82,11 +83,11 @@ public:
     /** In the server's order. */
     const std::vector<CKVRReceivedAttribute>& Attributes() const { return attributes_; }
 
-    /** Numbers of the attributes, in the order of their names. */
+    /** Indices of the attributes, in the order of their names. */
     const std::vector<std::uint32_t>& Sorted() const { return sorted_; }
 
 private:
-    /** Lets the attributes have the converted values, as many as there are in the end. */
+    /** On destruction points each attribute at its converted values, as many as were made. */
     class Converted
     {
     public:
