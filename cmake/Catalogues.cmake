@@ -19,18 +19,18 @@ set(KVR_CATALOGUE_KEYWORDS_libkvr-core --keyword=hostText --keyword=coreText)
 set(KVR_CATALOGUE_MARK_libkvr-ldap-wrapper "[w]")
 set(KVR_CATALOGUE_MARK_libkvr-core "[c]")
 
-set(KVR_CATALOGUE_TEMPLATES ${CMAKE_BINARY_DIR}/po)
+set(KVR_CATALOGUE_TEMPLATES ${PROJECT_BINARY_DIR}/po)
 
 # Adds the targets "catalogues" (part of every build), "catalogue-templates" (the texts of the
 # sources, in the build tree) and "pot" (copies them to po/).
 function(kvr_add_catalogues)
   file(
     GLOB sources
-    RELATIVE ${CMAKE_SOURCE_DIR}
-    CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/host/src/*.cpp ${CMAKE_SOURCE_DIR}/host/src/*.h
-                      ${CMAKE_SOURCE_DIR}/src/interfaces/ldap-wrapper/*.cpp
-                      ${CMAKE_SOURCE_DIR}/src/interfaces/ldap-wrapper/*.h)
-  list(TRANSFORM sources PREPEND ${CMAKE_SOURCE_DIR}/ OUTPUT_VARIABLE source_files)
+    RELATIVE ${PROJECT_SOURCE_DIR}
+    CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/host/src/*.cpp ${PROJECT_SOURCE_DIR}/host/src/*.h
+                      ${PROJECT_SOURCE_DIR}/src/interfaces/ldap-wrapper/*.cpp
+                      ${PROJECT_SOURCE_DIR}/src/interfaces/ldap-wrapper/*.h)
+  list(TRANSFORM sources PREPEND ${PROJECT_SOURCE_DIR}/ OUTPUT_VARIABLE source_files)
 
   set(catalogues "")
   set(templates "")
@@ -45,17 +45,17 @@ function(kvr_add_catalogues)
         ${XGETTEXT} --language=C++ --from-code=UTF-8 --keyword ${KVR_CATALOGUE_KEYWORDS_${domain}} --force-po
         --no-location --omit-header --add-comments=TRANSLATORS: --output=${template} ${sources}
       DEPENDS ${source_files}
-      WORKING_DIRECTORY ${CMAKE_SOURCE_DIR}
+      WORKING_DIRECTORY ${PROJECT_SOURCE_DIR}
       COMMENT "Collecting the texts of ${domain}"
       VERBATIM)
     list(APPEND templates ${template})
     list(APPEND copies COMMAND ${CMAKE_COMMAND} -E copy ${template}
-         ${CMAKE_SOURCE_DIR}/po/${domain}/${domain}.pot)
+         ${PROJECT_SOURCE_DIR}/po/${domain}/${domain}.pot)
 
-    file(GLOB translations CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/po/${domain}/*.po)
+    file(GLOB translations CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/po/${domain}/*.po)
     foreach(translation IN LISTS translations)
       get_filename_component(language ${translation} NAME_WE)
-      set(folder ${CMAKE_BINARY_DIR}/share/locale/${language}/LC_MESSAGES)
+      set(folder ${PROJECT_BINARY_DIR}/share/locale/${language}/LC_MESSAGES)
       set(catalogue ${folder}/${domain}.mo)
       add_custom_command(
         OUTPUT ${catalogue}
@@ -65,7 +65,9 @@ function(kvr_add_catalogues)
         COMMENT "Compiling catalogue ${language}/${domain}"
         VERBATIM)
       list(APPEND catalogues ${catalogue})
-      install(FILES ${catalogue} DESTINATION ${CMAKE_INSTALL_LOCALEDIR}/${language}/LC_MESSAGES)
+      if(KVR_INSTALL)
+        install(FILES ${catalogue} DESTINATION ${CMAKE_INSTALL_LOCALEDIR}/${language}/LC_MESSAGES)
+      endif()
     endforeach()
   endforeach()
 
@@ -105,7 +107,7 @@ function(kvr_add_catalogue_test)
   string(REPLACE ";" "," domains "${KVR_CATALOGUE_DOMAINS}")
   add_test(
     NAME catalogues-are-up-to-date
-    COMMAND ${CMAKE_COMMAND} -D BUILD=${CMAKE_BINARY_DIR} -D SOURCE=${CMAKE_SOURCE_DIR} -D DOMAINS=${domains} -D
-            MSGCMP=${MSGCMP} -P ${CMAKE_SOURCE_DIR}/cmake/CheckCatalogues.cmake)
+    COMMAND ${CMAKE_COMMAND} -D BUILD=${PROJECT_BINARY_DIR} -D SOURCE=${PROJECT_SOURCE_DIR} -D DOMAINS=${domains} -D
+            MSGCMP=${MSGCMP} -P ${PROJECT_SOURCE_DIR}/cmake/CheckCatalogues.cmake)
   set_tests_properties(catalogues-are-up-to-date PROPERTIES LABELS unit TIMEOUT 120)
 endfunction()

@@ -10,9 +10,9 @@ endif()
 # Errors name files by their path from the root of the repository, and two builds in two folders
 # give the same bytes. Coverage data needs the real paths, so there only the macros are mapped.
 if(CMAKE_CXX_FLAGS MATCHES "--coverage")
-  target_compile_options(kvr-settings INTERFACE "-fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=")
+  target_compile_options(kvr-settings INTERFACE "-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=")
 else()
-  target_compile_options(kvr-settings INTERFACE "-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=")
+  target_compile_options(kvr-settings INTERFACE "-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=")
 endif()
 
 # Hardening. _FORTIFY_SOURCE needs optimisation, and the sanitizers bring their own checks.
