@@ -317,6 +317,10 @@ extern "C"
 
     BerElement* __wrap_ldap_get_message_ber(LDAPMessage* message)
     {
+        if (current != nullptr)
+        {
+            current->shownBytes++;
+        }
         const bool hidden = current != nullptr &&
                             (current->hideBytes || current->withholdDn || !current->withheldValues.empty());
         return hidden ? nullptr : __real_ldap_get_message_ber(message);

@@ -94,6 +94,7 @@ public:
     std::vector<LDAPMessage*> freed; /**< by ldap_msgfree, null not counted */
     int unbinds = 0;
     int readDns = 0;        /**< calls of ldap_get_dn */
+    int shownBytes = 0;     /**< calls of ldap_get_message_ber */
     int unfreedAtCheck = 0; /**< unfreedResults() when the session's result code was read last */
     /** @} */
 

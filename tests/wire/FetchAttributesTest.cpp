@@ -303,26 +303,59 @@ TEST_F(FetchAttributesTest, AnEntityOfTheHostsOwnClassIsFilledInBothWaysOfReadin
     }
 }
 
-/** An entity that ends its connection's session when it is emptied. */
-class EndingEntity : public CKVRLdapEntity
+/** An entity that does something else when it is emptied, and leaves what it has. */
+class BusyEntity : public CKVRLdapEntity
 {
 public:
-    explicit EndingEntity(CKVRLdapConnection& owner) : CKVRLdapEntity(owner), ended(owner) {}
+    using CKVRLdapEntity::CKVRLdapEntity;
 
-    void Clear() override
-    {
-        ended.Disconnect();
-        CKVRLdapEntity::Clear();
-    }
+    void Clear() override { action(); }
 
-    CKVRLdapConnection& ended;
+    std::function<void()> action;
 };
 
-TEST_F(FetchAttributesTest, AClearThatEndsTheSessionEndsTheFetchOfWhatIsReadByName)
+class BusyClearTest : public FetchAttributesTest
 {
-    query = searchFor(Answer().entry("cn=a,dc=x", {{"cn", {"a"}}, {"CN", {"b"}}}));
-    entity = std::make_shared<EndingEntity>(connection);
-    EXPECT_EQ(notConnected(), caught([&] { query->Fetch(entity); }));
+protected:
+    /** Fetches the first entry of the answer. */
+    void fetchWith(const std::function<void()>& action, const Answer& answer)
+    {
+        query = searchFor(answer);
+        const auto busy = std::make_shared<BusyEntity>(connection);
+        busy->action = action;
+        busy->dn = "cn=former";
+        entity = busy;
+        library.shownBytes = 0;
+        query->Fetch(entity);
+    }
+};
+
+TEST_F(BusyClearTest, ThatEndsTheSessionEndsTheFetchOfWhatIsReadByName)
+{
+    const Answer answer = Answer().entry("cn=a,dc=x", {{"cn", {"a"}}, {"CN", {"b"}}});
+    EXPECT_EQ(notConnected(), caught([&] { fetchWith([&] { connection.Disconnect(); }, answer); }));
+}
+
+TEST_F(BusyClearTest, MayMoveTheCursor)
+{
+    fetchWith([&] { query->First(); }, threeEntries());
+    EXPECT_EQ("cn=a,dc=x", entity->dn);
+}
+
+TEST_F(BusyClearTest, IsCalledBeforeAnyByteIsLookedAt)
+{
+    int shown = -1;
+    fetchWith([&] { shown = library.shownBytes; }, threeEntries());
+    EXPECT_EQ(0, shown);
+    EXPECT_EQ(1, library.shownBytes);
+}
+
+TEST_F(BusyClearTest, ThatLeavesADnDoesNotKeepItFromBeingReplaced)
+{
+    fetchWith([] {}, Answer().entry("", {{"cn", {"a"}}}));
+    EXPECT_EQ("", entity->dn);
+    library.withholdDn = true;
+    fetchWith([] {}, threeEntries());
     EXPECT_EQ("", entity->dn);
 }
 

@@ -150,9 +150,42 @@ TEST_F(EntryAllocations, OfALargeEntryLittleIsKept)
         EXPECT_LE(keptOf(oneAttribute("cn", 1, huge), small, codeset), kept);
         EXPECT_LE(keptOf(oneAttribute("cn", 20000, longText), small, codeset), kept);
         EXPECT_LE(keptOf(attributesOf(20000, longText), small, codeset), kept);
+        EXPECT_LE(keptOf(attributesOf(5000, shortText), small, codeset), kept);
         EXPECT_LE(keptOf(attributesOf(300, longText), small, codeset), kept);
         EXPECT_LE(keptOf(oneAttribute(std::string(100000, 'n'), 1, huge), small, codeset), kept);
     }
+}
+
+TEST_F(EntryAllocations, OfALargeEntryThatIsReadByNameLittleIsKept)
+{
+    Attributes large = attributesOf(2000, longText);
+    large.push_back({"1999", {longText}});
+    EXPECT_LE(keptOf(large, oneAttribute("cn", 1, shortText)), kept);
+    EXPECT_EQ(library.readDns, 1);
+}
+
+TEST_F(EntryAllocations, OfTheNamesOnlyThoseOfTheLastEntryAreKept)
+{
+    search({attributesOf(2, longText),
+            {{"a", {longText}}, {"b", {longText}}},
+            {{"b", {longText}}, {"a", {longText}}},
+            {{"b", {longText}}, {"a", {longText}}}});
+    for (int entry = 0; entry < 3; ++entry)
+    {
+        EXPECT_TRUE(query->Fetch(entity));
+    }
+    const CountedAllocations allocations;
+    EXPECT_TRUE(query->Fetch(entity));
+    EXPECT_EQ(allocations.number(), 0);
+}
+
+TEST_F(EntryAllocations, ATextThatGrowsHasNoRoomToSpare)
+{
+    search({oneAttribute("cn", 1, longText), oneAttribute("cn", 1, longText + "!")});
+    EXPECT_TRUE(query->Fetch(entity));
+    EXPECT_TRUE(query->Fetch(entity));
+    const std::string& text = entity->attributes.begin()->second;
+    EXPECT_EQ(text.capacity(), text.size());
 }
 
 /** Each of the texts could keep little, all of them together would keep much. */
@@ -173,7 +206,7 @@ TEST_F(EntryAllocations, OfAnEntryThatMemoryIsTooSmallForTheBeginningIsLeft)
     {
         search({former, latter, latter}, "ISO-8859-1");
         ASSERT_TRUE(query->Fetch(entity));
-        entity->dn = "cn=former";
+        std::string("cn=former").swap(entity->dn);
         std::type_index thrown = typeid(void);
         {
             const FailingAllocation failing(FailingAllocation::By::OperatorNew, number);

@@ -269,10 +269,24 @@ const NotPlain notPlain[] = {
     {"ANameThatIsAZeroByte", "cn=a", {{"\0"s, {"a"}}}},
     {"AnEmptyName", "cn=a", {{"cn", {"a"}}, {"", {"b"}}}},
     {"AHighByteInAName", "cn=a", {{"n\xc3\xa4", {"a"}}}},
+    {"TheLowestHighByteInAName", "cn=a", {{"n\x80", {"a"}}}},
 };
 
 INSTANTIATE_TEST_SUITE_P(Entries, NotPlainEntry, testing::ValuesIn(notPlain),
                          [](const auto& described) { return std::string(described.param.what); });
+
+/** The names of the entry before are known, each with a zero byte behind it. */
+TEST_F(EntryEquality, NamesThatOnlyTogetherAreThoseOfTheEntryBeforeAreReadByName)
+{
+    for (const Attributes& attributes :
+         {Attributes{{"a\0b"s, {"1"}}, {"c", {"2"}}}, Attributes{{"a\0b\0c"s, {"1"}}},
+          Attributes{{"a", {"1"}}, {"b\0c"s, {"2"}}}})
+    {
+        EntryAnswer answer = answerWith({{"a", {"1"}}, {"b", {"2"}}, {"c", {"3"}}});
+        answer.entries.push_back(entryContent("cn=b", attributes));
+        EXPECT_EQ(readInOnePass(answer), 1) << "the first one";
+    }
+}
 
 /** Names that a careless comparison takes for the same. */
 TEST_F(EntryEquality, NamesThatOnlyLookAlikeAreReadInOnePass)
