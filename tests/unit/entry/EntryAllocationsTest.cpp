@@ -117,6 +117,8 @@ TEST_F(EntryAllocations, AnEntryLikeTheOneBeforeNeedsNone)
     EXPECT_EQ(allocationsForAnother(oneAttribute("cn", 1000, longText)), 0);
     EXPECT_EQ(allocationsForAnother(oneAttribute(longName, 1000, longText)), 0);
     EXPECT_EQ(allocationsForAnother(attributesOf(200, longText)), 0);
+    EXPECT_EQ(allocationsForAnother({{"B", {longText}}, {"a", {longText}}, {"C", {longText}}}), 0)
+        << "capital letters come first";
 }
 
 TEST_F(EntryAllocations, AConvertedValueNeedsNone)
@@ -136,6 +138,10 @@ TEST_F(EntryAllocations, WhatIsLessThanBeforeNeedsNone)
 {
     EXPECT_EQ(allocationsAfter(oneAttribute("cn", 5, longText), oneAttribute("cn", 2, shortText)), 0);
     EXPECT_EQ(allocationsAfter({{"a", {"1"}}, {"b", {"2"}}}, {{"b", {"2"}}}), 0) << "names that are fewer";
+    EXPECT_EQ(allocationsAfter(oneAttribute("cn", 2, longText + "x"), oneAttribute("cn", 2, longText)), 0);
+    const Attribute many{"a", std::vector<std::string>(1000, shortText)};
+    EXPECT_EQ(allocationsAfter({many, {"b", {longText + "0123456789"}}}, {many, {"b", {longText}}}), 0)
+        << "room within the string object is no room to spare";
 }
 
 constexpr long kept = 64L * 1024;
@@ -179,6 +185,17 @@ TEST_F(EntryAllocations, OfTheNamesOnlyThoseOfTheLastEntryAreKept)
     EXPECT_EQ(allocations.number(), 0);
 }
 
+TEST_F(EntryAllocations, ATextGrowsInTheRoomThatItHas)
+{
+    search({oneAttribute("cn", 1, longText), oneAttribute("cn", 1, longText.substr(1)),
+            oneAttribute("cn", 1, longText)});
+    EXPECT_TRUE(query->Fetch(entity));
+    EXPECT_TRUE(query->Fetch(entity));
+    const CountedAllocations allocations;
+    EXPECT_TRUE(query->Fetch(entity));
+    EXPECT_EQ(allocations.number(), 0);
+}
+
 TEST_F(EntryAllocations, ATextThatGrowsHasNoRoomToSpare)
 {
     search({oneAttribute("cn", 1, longText), oneAttribute("cn", 1, longText + "!")});
@@ -192,7 +209,32 @@ TEST_F(EntryAllocations, ATextThatGrowsHasNoRoomToSpare)
 TEST_F(EntryAllocations, OfManyLongTextsLittleIsKept)
 {
     EXPECT_LE(keptOf(oneAttribute("cn", 5000, std::string(100, 'x')), oneAttribute("cn", 5000, longText)),
-              kept);
+              8L * 1024);
+}
+
+TEST_F(EntryAllocations, ALongValueIsConvertedAsAWhole)
+{
+    const std::string huge(17UL * 1024 * 1024, 'x');
+    search({oneAttribute("cn", 1, huge)}, "ISO-8859-1");
+    ASSERT_TRUE(query->Fetch(entity));
+    EXPECT_TRUE(entity->ValByAttr("cn", true) == huge);
+}
+
+TEST_F(EntryAllocations, AConvertedValueThatMemoryIsTooSmallForLeavesNoOther)
+{
+    for (long number = 1;; ++number)
+    {
+        search({{{"cn", {"123456789", std::string(200, 'x')}}, {"sn", {"b"}}}}, "ISO-8859-1");
+        entity = connection->AllocEntity();
+        const FailingAllocation failing(FailingAllocation::By::OperatorNew, number);
+        caught([&] { query->Fetch(entity); });
+        if (!failing.failed())
+        {
+            break;
+        }
+        const auto sn = entity->attributes.find("sn");
+        EXPECT_TRUE(sn == entity->attributes.end() || sn->second == "b") << number;
+    }
 }
 
 /** As if it was cleared first and filled value by value. */

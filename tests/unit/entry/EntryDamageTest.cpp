@@ -157,6 +157,23 @@ TEST_F(EntryDamage, ALengthOfMoreBytesThanANumberHasIsNone)
     }
 }
 
+TEST_F(EntryDamage, HeadsAndContentsHaveToFit)
+{
+    const auto hasHead = [](const std::string& bytes)
+    {
+        std::size_t length = 0;
+        return CKVRElements(bytes.data(), bytes.data() + bytes.size()).TakeHead(length);
+    };
+    for (const char* const bytes : {"", "\x04", "\x04\x81", "\x1f\x05\x01x", "\x3f\x81\x05\x01x"})
+    {
+        EXPECT_FALSE(hasHead(bytes)) << printable(bytes);
+    }
+    EXPECT_TRUE(hasHead("\x04\x81\x01"));
+    const std::string cut = "\x04\x02x";
+    CKVRElements contents;
+    EXPECT_FALSE(CKVRElements(cut.data(), cut.data() + cut.size()).Take(contents));
+}
+
 TEST_F(EntryDamage, AnIndefiniteLengthIsNone)
 {
     const std::string bytes("\x04\x80\x00\x00", 4);

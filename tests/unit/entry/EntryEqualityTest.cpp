@@ -218,6 +218,43 @@ TEST_F(EntryEquality, IconvIsToldFourBytesAByteAndIsNeverReset)
     EXPECT_THAT(reading.events.lines(), Not(Contains(HasSubstr("without input"))));
 }
 
+TEST_F(EntryEquality, TheStateOfAConversionGoesOnFromValueToValue)
+{
+    const auto lines =
+        readAlike(answerWith({{"cn", {"\xe3\x81\x82", "\xe3\x81\x82"}}}), {"ISO-2022-JP"}).events.lines();
+    EXPECT_THAT(lines, Contains("  cn = \\x1b$B$\""));
+    EXPECT_THAT(lines, Contains("  cn = $\""));
+}
+
+TEST_F(EntryEquality, AnEmptyElementMayHaveALongLength)
+{
+    EXPECT_EQ(readInOnePass({{entryContent("cn=a", {{"cn", {"a", ""}}}, LengthForm::FourBytes)}}), 1);
+    EXPECT_EQ(readInOnePass({{entryContent("cn=a", {}, LengthForm::FourBytes)}}), 1);
+    EXPECT_EQ(readInOnePass({{entryContent("", {{"cn", {""}}}, LengthForm::OneByte)}}), 1);
+}
+
+/** An entry of one attribute, one of whose seven elements has some bits of its tag turned. */
+std::string entryWithTurnedTag(int place, int bits)
+{
+    const auto part = [&](int number, int tag, const std::string& content)
+    { return element(static_cast<unsigned char>(number == place ? tag ^ bits : tag), content); };
+    const std::string values = part(0, 0x04, "x") + part(1, 0x04, "y");
+    const std::string attribute = part(2, 0x04, "cn") + part(3, 0x31, values);
+    return part(4, 0x04, "cn=a") + part(5, 0x30, part(6, 0x30, attribute));
+}
+
+TEST_F(EntryEquality, UnusualTagsAndWhatIsBehindTheListAreReadByName)
+{
+    for (const int bits : {0x20, 0x40, 0x80, 0x01, 0x08})
+    {
+        for (int place = 0; place < 7; ++place)
+        {
+            EXPECT_EQ(readInOnePass({{entryWithTurnedTag(place, bits)}}), 0) << bits << " at " << place;
+        }
+    }
+    EXPECT_EQ(readInOnePass({{entryContent("cn=a", {{"cn", {"a"}}}) + "\x04\x01x"}}), 0);
+}
+
 TEST_F(EntryEquality, AValueThatCannotBeConvertedLeavesTheEntityAsFarAsItWas)
 {
     const Reading reading =
@@ -278,11 +315,14 @@ INSTANTIATE_TEST_SUITE_P(Entries, NotPlainEntry, testing::ValuesIn(notPlain),
 /** The names of the entry before are known, each with a zero byte behind it. */
 TEST_F(EntryEquality, NamesThatOnlyTogetherAreThoseOfTheEntryBeforeAreReadByName)
 {
-    for (const Attributes& attributes :
-         {Attributes{{"a\0b"s, {"1"}}, {"c", {"2"}}}, Attributes{{"a\0b\0c"s, {"1"}}},
-          Attributes{{"a", {"1"}}, {"b\0c"s, {"2"}}}})
+    const std::pair<Attributes, Attributes> pairs[] = {
+        {{{"a", {"1"}}, {"b", {"2"}}, {"c", {"3"}}}, {{"a\0b"s, {"1"}}, {"c", {"2"}}}},
+        {{{"a", {"1"}}, {"b", {"2"}}, {"c", {"3"}}}, {{"a\0b\0c"s, {"1"}}}},
+        {{{"a", {"1"}}, {"b", {"2"}}}, {{"a\0b"s, {"3"}}}},
+        {{{"ab", {"1"}}, {"c", {"2"}}}, {{"a", {"3"}}, {"\0c"s, {"4"}}}}};
+    for (const auto& [known, attributes] : pairs)
     {
-        EntryAnswer answer = answerWith({{"a", {"1"}}, {"b", {"2"}}, {"c", {"3"}}});
+        EntryAnswer answer = answerWith(known);
         answer.entries.push_back(entryContent("cn=b", attributes));
         EXPECT_EQ(readInOnePass(answer), 1) << "the first one";
     }
